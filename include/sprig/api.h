@@ -14,6 +14,13 @@
 #ifndef SPRIG_API_H
 #define SPRIG_API_H
 
+/**
+ * @def SPRIG_BEGIN_DECLS
+ * Opens the declarations of a header: they have C linkage.
+ *
+ * @def SPRIG_END_DECLS
+ * Closes them.
+ */
 #ifdef __cplusplus
 #define SPRIG_BEGIN_DECLS extern "C" {
 #define SPRIG_END_DECLS }

@@ -56,8 +56,8 @@ bool findOpeningTag(std::string_view name, char *document, char *bound, TagRange
 }
 
 // A closing tag must end before the bound. The search goes on in steps of the name's length from
-// where it was, not from the occurrence it has seen: which later occurrences it meets depends on
-// that, and documents rely on it.
+// where it was, not from the occurrence it has seen. That decides which tags are met where names
+// overlap or have brackets in them, so it is part of the format.
 bool findClosingTag(std::string_view name, char *from, char *bound, TagRanges &ranges) {
   char *position = from;
   while (position < bound) {

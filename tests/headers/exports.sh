@@ -1,0 +1,22 @@
+#!/bin/sh
+# The names that the headers declare, the version script lists and the shared library exports are
+# the same. Usage: exports.sh LIBRARY VERSION-SCRIPT HEADER-DIRECTORY
+set -eu
+library=$1 script=$2 headers=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export LC_ALL=C
+
+# A declaration runs from SPRIG_API to its semicolon; its name stands before the first "(" or, for
+# an object, before "[" or ";".
+cat "$headers"/*.h | grep -v '#define' | tr '\n' ' ' | grep -o 'SPRIG_API [^;]*;' |
+  sed -E 's/[[(;].*//; s/.*[ *]//' | sort > "$work/declared"
+sed -nE 's/^ +([A-Za-z0-9_]+);$/\1/p' "$script" | sort > "$work/listed"
+nm -D --defined-only "$library" | awk '$2 != "A" {sub(/@.*/, "", $3); print $3}' | sort > "$work/exported"
+
+test -s "$work/declared"
+diff -u --label declared "$work/declared" --label listed "$work/listed"
+diff -u --label listed "$work/listed" --label exported "$work/exported"
+
+nodes=$(nm -D --defined-only "$library" | awk '$2 == "A" {print $3}')
+test "$(echo "$nodes" | wc -w)" -eq 1 || { echo "version nodes: $nodes"; exit 1; }
