@@ -35,7 +35,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     char *text = nullptr;
     unsigned char *decoded = nullptr;
     uint32_t count = 0;
-    base64::decode(*coder, input.data(), length, &decoded, &count);
+    // From the fuzzer's own bytes: a sanitizer sees a step behind them.
+    base64::decode(*coder, reinterpret_cast<const char *>(data), length, &decoded, &count);
     expect(take(decoded, count) == test::referenceDecode(input));
 
     base64::encode(*coder, data, length, &text, &count);

@@ -2,7 +2,6 @@
 // and beside the coders that a Debian system offers. Sizes are those of the raw data.
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <string>
 
 extern "C" {
@@ -117,7 +116,7 @@ void *decodeLibb64(const std::string &text) {
   return data;
 }
 
-void measure(const std::string &name, Coder coder, std::function<std::string(size_t)> input) {
+void measure(const std::string &name, Coder coder, std::string (*input)(size_t)) {
   benchmark::RegisterBenchmark(name.c_str(),
                                [=](benchmark::State &state) {
                                  const std::string data =

@@ -118,7 +118,8 @@ SPRIG_API TextRange getTagScope(const char *name, char *document, char *limit, i
  * @param document  NUL-terminated text, or text up to @p limit.
  * @param limit     last character to look at, or null for the whole text.
  * @param whole     0 for the document type's name, otherwise the tag from "<" to ">".
- * @return          the range, pointing into @p document.
+ * @return          the range, pointing into @p document. A tag without a name that ends at the
+ *                  bound gives one character for the name, the one behind the bound.
  */
 SPRIG_API TextRange getDocType(char *document, char *limit, int whole);
 

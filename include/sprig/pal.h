@@ -3,8 +3,8 @@
  * @brief Portable runtime: errors, memory, strings, list, semaphores, paths, files, directories.
  *
  * A thin layer with argument checks over POSIX. Nothing in it aborts, keeps global state or, with
- * one exception (PalDirIsDirectory()), prints. `docs/guide/portable-runtime.md` lists the error
- * record of every failure point.
+ * one exception (PalDirIsDirectory()), prints. `docs/guide/portable-runtime.md` has the rules that
+ * hold for all of it and a table of the failure points.
  */
 #ifndef SPRIG_PAL_H
 #define SPRIG_PAL_H
@@ -638,7 +638,8 @@ enum {
  * Opens a file.
  *
  * @param handle_ptr  receives a new handle, also when the system refuses (it then holds -1); the
- *                    caller releases it with PalFileClose() either way.
+ *                    caller releases it with PalFileClose() either way. Untouched when the path is
+ *                    null, foreign or cannot be copied.
  * @param path        path.
  * @param oflag       PAL_FILE_ flags.
  * @return            success; {21, 0, 2} for a foreign path, {-4, errno, 3}.
@@ -764,8 +765,9 @@ SPRIG_API PalError PalFileGetGroup(char *group, const char *path, size_t n);
  *
  * @param permission  PAL_PERM_ bits.
  * @param path        path.
- * @return            success; {21, 0, 2} for a foreign path. When the system refuses: {0, errno,
- * 3}, so that callers who look at PalError::palError alone carry on.
+ * @return            success; {21, 0, 2} for a foreign path. When the system refuses, the code is
+ *                    that of success, and only `errno` and the location 3 tell of it: callers who
+ *                    look at PalError::palError alone carry on.
  */
 SPRIG_API PalError PalFileSetPermissions(uint32_t permission, const char *path);
 
@@ -952,7 +954,8 @@ SPRIG_API PalError PalDirCreateDirectory(const char *path);
  * Opens a directory for reading.
  *
  * @param handle  receives a new handle, also when the directory cannot be opened; the caller
- *                releases it with PalDirClose() either way.
+ *                releases it with PalDirClose() either way. Untouched when the path is null, foreign
+ *                or cannot be copied, and without memory for the handle.
  * @param path    path.
  * @return        success; {-4, errno, 1} when memory runs out, {-4, errno, 2}.
  */

@@ -175,14 +175,14 @@ void decode(const BlockCoder &coder, const char *text, uint32_t length, unsigned
 
 } // namespace sprig::base64
 
-using namespace sprig;
-
 void Encode(const void *data, uint32_t length, char **encoded, uint32_t *encodedLength) {
-  base64::encode(base64::widestBlockCoder(), data, length, encoded, encodedLength);
+  using namespace sprig::base64;
+  encode(widestBlockCoder(), data, length, encoded, encodedLength);
 }
 
 PalError Decode(const char *text, uint32_t length, unsigned char **decoded,
                 uint32_t *decodedLength) {
-  base64::decode(base64::widestBlockCoder(), text, length, decoded, decodedLength);
+  using namespace sprig::base64;
+  decode(widestBlockCoder(), text, length, decoded, decodedLength);
   return {PAL_OK, 0, 0};
 }

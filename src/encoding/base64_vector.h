@@ -2,8 +2,8 @@
 // compiled for one instruction set and brings the few operations that differ, as `Lanes`: vectors
 // of 16-byte lanes in which every step but the last store happens lane by lane.
 //
-// Such a file includes nothing else with inline functions: the linker could pick its copy, with its
-// instruction set, for the whole library.
+// Such a file calls no inline function of another header but the compiler's own: the linker could
+// pick its copy, with its instruction set, for the whole library.
 #ifndef SPRIG_ENCODING_BASE64_VECTOR_H
 #define SPRIG_ENCODING_BASE64_VECTOR_H
 

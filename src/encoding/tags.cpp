@@ -82,11 +82,28 @@ ptrdiff_t lengthOf(TextRange range) {
   return range.first == nullptr || range.last < range.first ? 0 : range.last - range.first + 1;
 }
 
-// A position that may lie outside the buffer, where pointers must not go by themselves.
-char *advance(const char *position, ptrdiff_t distance) {
-  const auto address = reinterpret_cast<uintptr_t>(position) + static_cast<uintptr_t>(distance);
-  return reinterpret_cast<char *>(address); // NOLINT(performance-no-int-to-ptr)
-}
+// Where a document ends that grows, and whether that is at or before a last usable byte. In
+// numbers, because the place may lie outside the buffer, where pointers must not go.
+class NewEnd {
+public:
+  NewEnd(const char *end, ptrdiff_t growth)
+      : end_(reinterpret_cast<uintptr_t>(end)), growth_(growth) {}
+
+  char *position() const {
+    return reinterpret_cast<char *>(address()); // NOLINT(performance-no-int-to-ptr)
+  }
+  bool isWithin(const char *lastUsable) const {
+    const auto last = reinterpret_cast<uintptr_t>(lastUsable);
+    return growth_ <= 0 ? address() <= last
+                        : end_ <= last && static_cast<uintptr_t>(growth_) <= last - end_;
+  }
+
+private:
+  uintptr_t address() const { return end_ + static_cast<uintptr_t>(growth_); }
+
+  uintptr_t end_;
+  ptrdiff_t growth_;
+};
 
 } // namespace
 
@@ -144,11 +161,11 @@ TextRange addContentToTag(TextRange documentRange, TextRange bufferRange, const 
   }
   char *moved = replace != 0 ? ranges.closeStart : ranges.contentStart;
   const ptrdiff_t growth = lengthOf(content) - (moved - ranges.contentStart);
-  char *newEnd = advance(documentRange.last, growth);
-  if (growth > bufferRange.last - documentRange.last) {
-    return {nullptr, newEnd};
+  const NewEnd newEnd(documentRange.last, growth);
+  if (!newEnd.isWithin(bufferRange.last)) {
+    return {nullptr, newEnd.position()};
   }
   PalMemoryMove(ranges.contentStart + lengthOf(content), moved, documentRange.last - moved + 1);
   PalMemoryMove(ranges.contentStart, content.first, lengthOf(content));
-  return {documentRange.first, newEnd};
+  return {documentRange.first, newEnd.position()};
 }

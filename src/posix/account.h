@@ -16,10 +16,11 @@ struct Ownership {
 
 // All four return what the database call returned. Only a negative result counts as a failure; a
 // name or id that is not found is none. A found user brings the user's primary group along.
-int findUser(const char *name, Ownership &found);
-int findGroup(const char *name, Ownership &found);
+int findUser(const char *name, Ownership &result);
+int findGroup(const char *name, Ownership &result);
 
-// Copy the name as strncpy() does with `size`; the empty string for an unknown id.
+// Copy the name as strncpy() does with `size`; the empty string for an unknown id, nothing when the
+// lookup fails.
 int copyUserName(char *name, uid_t id, size_t size);
 int copyGroupName(char *name, gid_t id, size_t size);
 

@@ -30,8 +30,9 @@ int PalDirIsDirectory(const char *path) {
   if (path == nullptr) {
     return 0;
   }
+  const LocalPath local(path);
   struct stat status;
-  if (statLocalPath(path, status) < 0) {
+  if (local.status(status) < 0) {
     (void)fprintf(stderr, "get info failure: %s\n", strerror(errno));
     return 0;
   }
@@ -62,9 +63,9 @@ PalError PalDirClose(PalDirHandle handle) {
   if (handle.handle == nullptr) {
     return success;
   }
-  errno = EINVAL; // what the system answers where no directory was opened
-  const bool isClosed = handle.handle->handle != nullptr && closedir(handle.handle->handle) == 0;
-  const PalError result = isClosed ? success : systemCallFailed(2);
+  DIR *stream = handle.handle->handle;
+  const PalError result = stream == nullptr ? PalError{PAL_SYSTEM_CALL_FAILED, EINVAL, 2}
+                                            : outcome(closedir(stream), 2);
   PalMemoryFree(handle.handle);
   return result;
 }

@@ -105,6 +105,8 @@ void GetCanonicalStat(const struct stat &status, PalFileInfoT *info) {
   info->size = status.st_size;
   info->dev = static_cast<int32_t>(status.st_dev);
   info->rdev = static_cast<int32_t>(status.st_rdev);
+  info->user[0] = '\0';
+  info->group[0] = '\0';
   copyUserName(info->user, status.st_uid, sizeof(info->user));
   copyGroupName(info->group, status.st_gid, sizeof(info->group));
 }
@@ -146,9 +148,8 @@ PalError PalFileGetSize(PalFileHandle handle, int64_t *size) {
     return invalidParameter(1);
   }
   struct stat status;
-  status.st_size = -1;
   const PalError result = outcome(fstat(*handle.handle, &status), 2);
-  *size = status.st_size;
+  *size = result.palError == PAL_OK ? status.st_size : -1;
   return result;
 }
 
@@ -225,8 +226,9 @@ PalError PalFileGetInfo(const char *path, PalFileInfoT *info) {
   if (path == nullptr || info == nullptr) {
     return invalidParameter(1);
   }
+  const LocalPath local(path);
   struct stat status;
-  if (statLocalPath(path, status) < 0) {
+  if (local.status(status) < 0) {
     return systemCallFailed(2);
   }
   GetCanonicalStat(status, info);

@@ -135,7 +135,8 @@ int PalList1Remove(PalList1 *list, int32_t descriptor) {
     return -1;
   }
   Slot &removed = header->elements[descriptor];
-  (removed.prev == none ? header->head : header->elements[removed.prev].next) = removed.next;
+  int32_t &towardsIt = removed.prev == none ? header->head : header->elements[removed.prev].next;
+  towardsIt = removed.next;
   if (removed.next != none) {
     header->elements[removed.next].prev = removed.prev;
   }

@@ -9,6 +9,7 @@
 namespace sprig {
 
 // The system's form of a caller's path, owned; none for a foreign path or when memory runs out.
+// What a call on it did to errno has to be read while the path lives.
 class LocalPath {
 public:
   explicit LocalPath(const char *path)
@@ -19,6 +20,15 @@ public:
 
   explicit operator bool() const { return native_ != nullptr; }
   const char *c_str() const { return native_; }
+
+  // stat(); the system's answer to a path that it has no form for is EFAULT.
+  int status(struct stat &result) const {
+    if (native_ == nullptr) {
+      errno = copy_ == nullptr ? ENOMEM : EFAULT;
+      return -1;
+    }
+    return stat(native_, &result);
+  }
 
   // Why there is no native form.
   PalError failure(int32_t location) const {
@@ -39,16 +49,6 @@ PalError withLocalPath(const char *path, int32_t nullLocation, int32_t foreignLo
   }
   const LocalPath local(path);
   return local ? use(local.c_str()) : local.failure(foreignLocation);
-}
-
-// stat() of the system's form of a path. A foreign path has none, which the system calls EFAULT.
-inline int statLocalPath(const char *path, struct stat &status) {
-  const LocalPath local(path);
-  if (!local) {
-    errno = local.failure(0).palError == PAL_OUT_OF_MEMORY ? ENOMEM : EFAULT;
-    return -1;
-  }
-  return stat(local.c_str(), &status);
 }
 
 } // namespace sprig

@@ -21,7 +21,7 @@ union semun {
   unsigned short *array;
 };
 
-PalError semaphoreFailed(int32_t nativeError = errno) { return {PAL_WAIT_TIMEOUT, nativeError, 1}; }
+PalError semaphoreFailed(int32_t nativeError) { return {PAL_WAIT_TIMEOUT, nativeError, 1}; }
 
 // Creates the set, free; -1 with errno otherwise. A set that cannot be freed is taken away again:
 // everyone who attached to it would wait for ever.
@@ -54,7 +54,8 @@ PalError change(const PalSemHandle *handle, short amount) {
     return semaphoreFailed(EINVAL);
   }
   sembuf operation{0, amount, SEM_UNDO};
-  return semop(handle->handle->semid, &operation, 1) == -1 ? semaphoreFailed() : sprig::success;
+  return semop(handle->handle->semid, &operation, 1) == -1 ? semaphoreFailed(errno)
+                                                           : sprig::success;
 }
 
 } // namespace
@@ -69,7 +70,7 @@ PalError PalInitSem(PalSemHandle *handle, const char *key) {
   }
   record->semid = createOrAttach(ftok(key, projectId));
   if (record->semid == -1) {
-    const PalError failure = semaphoreFailed();
+    const PalError failure = semaphoreFailed(errno);
     PalMemoryFree(record);
     return failure;
   }

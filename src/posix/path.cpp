@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 #include <unistd.h>
 
@@ -27,14 +28,14 @@ size_t prefixLength(const char *path) {
   return start + strcspn(path + start, "\\");
 }
 
-// The last separator in the first `length` bytes of a path, or null.
-const char *lastSeparator(const char *path, size_t length) {
-  for (const char *at = path + length; at != path; --at) {
-    if (at[-1] == '/' || at[-1] == '\\') {
-      return at - 1;
-    }
+constexpr size_t none = static_cast<size_t>(-1);
+
+// Where the last separator in the first `length` bytes of a path stands, or none.
+size_t lastSeparator(const char *path, size_t length) {
+  while (length > 0 && path[length - 1] != '/' && path[length - 1] != '\\') {
+    --length;
   }
-  return nullptr;
+  return length > 0 ? length - 1 : none;
 }
 
 } // namespace
@@ -49,8 +50,9 @@ char *PalPathGetPrefix(char *prefix, const char *path, size_t prefix_len) {
     return nullptr;
   }
   if (prefix_len > 0) {
-    *prefix = '\0';
-    strncat(prefix, path, prefixLength(path) < prefix_len ? prefixLength(path) : prefix_len - 1);
+    const size_t length = std::min(prefixLength(path), prefix_len - 1);
+    memcpy(prefix, path, length);
+    prefix[length] = '\0';
   }
   return prefix;
 }
@@ -77,8 +79,8 @@ char *PalPathMakeAbsolute(char *absolute_path, const char *relative_path, size_t
 }
 
 char *PalPathGetName(char *name, const char *path, size_t name_len) {
-  const char *separator = path == nullptr ? nullptr : lastSeparator(path, strlen(path));
-  return PalStringNCpy(name, separator == nullptr ? "Failure" : separator + 1, name_len);
+  const size_t separator = path == nullptr ? none : lastSeparator(path, strlen(path));
+  return PalStringNCpy(name, separator == none ? "Failure" : path + separator + 1, name_len);
 }
 
 char *PalPathGetParent(char *name, const char *path, size_t name_len) {
@@ -86,9 +88,9 @@ char *PalPathGetParent(char *name, const char *path, size_t name_len) {
     return name;
   }
   PalStringNCpy(name, path, name_len);
-  const char *separator = lastSeparator(name, strnlen(name, name_len));
-  if (separator != nullptr) {
-    name[separator - name] = '\0';
+  const size_t separator = lastSeparator(name, strnlen(name, name_len));
+  if (separator != none) {
+    name[separator] = '\0';
   }
   return name;
 }

@@ -71,6 +71,29 @@ TEST_F(Dir, IsToldByOneBitThatSocketsHaveToo) {
   EXPECT_EQ(PalDirIsDirectory("/dev/null"), 0);
 }
 
+TEST_F(Dir, IsToldByTheBitThatBlockDevicesHaveToo) {
+  for (const auto &entry : fs::directory_iterator("/dev")) {
+    if (entry.is_block_file()) {
+      EXPECT_EQ(PalDirIsDirectory(entry.path().c_str()), 1) << entry.path();
+    }
+  }
+}
+
+TEST_F(Dir, IsTheOneThatALinkLeadsTo) {
+  fs::create_directory(directory / "d");
+  fs::create_symlink("d", directory / "link");
+  EXPECT_EQ(isDirectory("link"), 1);
+}
+
+TEST_F(Dir, IsReachedByAPathWithBackslashesWhateverIsDoneToIt) {
+  const std::string path = directory.path() + "\\d";
+  PalDirHandle handle{};
+  EXPECT_EQ(PalDirCreateDirectory(path.c_str()), ok);
+  EXPECT_TRUE(fs::is_directory(directory / "d"));
+  EXPECT_EQ(PalDirOpen(&handle, path.c_str()), ok);
+  EXPECT_EQ(PalDirClose(handle), ok);
+}
+
 TEST_F(Dir, SaysOnStandardErrorWhatItCannotTell) {
   EXPECT_EQ(isDirectory("missing"), 0);
   EXPECT_EQ(printed, "get info failure: No such file or directory\n");

@@ -144,6 +144,27 @@ TEST_F(File, IsFoundByAPathWithBackslashes) {
   EXPECT_NE(path.find('\\'), std::string::npos) << "the caller's path stays as it is";
 }
 
+TEST_F(File, IsReachedByAPathWithBackslashesWhateverIsDoneToIt) {
+  fs::create_directory(directory / "d");
+  writeFile(directory / "d/f", "x");
+  const std::string path = directory.path() + "\\d\\f";
+  const std::string renamed = directory.path() + "\\d\\g";
+  PalFileInfoT info;
+  uint32_t permission = 0;
+  EXPECT_EQ(PalFileGetInfo(path.c_str(), &info), ok);
+  EXPECT_EQ(PalFileSetPermissions(0x111, path.c_str()), ok);
+  EXPECT_EQ(PalFileGetPermissions(&permission, path.c_str()), ok);
+  EXPECT_EQ(permission, 0x111U);
+  EXPECT_EQ(PalFileGetOwner(info.user, path.c_str(), sizeof(info.user)), ok);
+  EXPECT_EQ(PalFileSetOwner(info.user, path.c_str()), ok);
+  EXPECT_EQ(PalFileGetGroup(info.group, path.c_str(), sizeof(info.group)), ok);
+  EXPECT_EQ(PalFileSetGroup(info.group, path.c_str()), ok);
+  EXPECT_EQ(PalFileRename(path.c_str(), renamed.c_str()), ok);
+  EXPECT_EQ(readFile(directory / "d/g"), "x");
+  EXPECT_EQ(PalFileRemove(renamed.c_str()), ok);
+  EXPECT_TRUE(fs::is_empty(directory / "d"));
+}
+
 TEST_F(File, IsNotOpenedByPathsThatAreTooLongOrEmpty) {
   for (const size_t length : {size_t{256}, size_t{4096}, size_t{70000}}) {
     EXPECT_EQ(PalFileOpen(&handle, (directory / std::string(length, 'n')).c_str(), PAL_FILE_READ),
@@ -413,6 +434,31 @@ TEST_F(File, TellsWhatTheSystemKnows) {
   EXPECT_EQ(info.rdev, 0);
 }
 
+TEST_F(File, IsTheOneThatALinkLeadsTo) {
+  writeFile(directory / "f", "12345");
+  fs::create_symlink("f", directory / "link");
+  fs::create_symlink("nowhere", directory / "broken");
+  PalFileInfoT info;
+  EXPECT_EQ(PalFileGetInfo((directory / "link").c_str(), &info), ok);
+  EXPECT_EQ(info.size, 5);
+  EXPECT_EQ(PalFileGetInfo((directory / "broken").c_str(), &info), failed(ENOENT, 2));
+}
+
+TEST_F(File, MayBeDatedAfter2038) {
+  constexpr int64_t seconds = 4102444800; // the year 2100
+  const std::string path = directory / "f";
+  writeFile(path, "12345");
+  const timespec times[2] = {{seconds, 0}, {seconds, 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+  PalFileInfoT info;
+  EXPECT_EQ(PalFileGetInfo(path.c_str(), &info), ok);
+  EXPECT_EQ(info.mtime, static_cast<uint64_t>(seconds) * 1000);
+  open("f", PAL_FILE_READ);
+  int64_t size = 0;
+  EXPECT_EQ(PalFileGetSize(handle, &size), ok);
+  EXPECT_EQ(size, 5);
+}
+
 TEST_F(File, MayBeOlderThanTheEpoch) {
   writeFile(directory / "f", "");
   const timespec times[2] = {{-2, 0}, {-1, 0}};
@@ -499,8 +545,20 @@ TEST_F(File, TakesNoFormattedTextThatIsTooLong) {
   EXPECT_EQ(readFile(directory / "f"), "");
 }
 
+TEST_F(File, TakesFormattedTextOfNoCharacters) {
+  openNew("f");
+  size_t count = 99;
+  EXPECT_EQ(PalFilePrintf(handle, &count, "%s", ""), ok);
+  EXPECT_EQ(count, 0U);
+}
+
 TEST_F(File, ReportsFormattedTextThatItCannotWriteAsAWriteDoes) {
   size_t count = 0;
+  openNew("f");
+  EXPECT_EQ(PalFilePrintf(handle, nullptr, "x"), invalid(1));
+  close();
+  EXPECT_EQ(PalFilePrintf(noHandle, &count, "%s", std::string(5000, 'x').c_str()),
+            (PalError{PAL_TEXT_TOO_LONG, 0, 0}));
   EXPECT_EQ(PalFilePrintf(noHandle, &count, "x"), invalid(1));
   breakHandle();
   EXPECT_EQ(PalFilePrintf(handle, &count, "x"), failed(EBADF, 2));

@@ -185,7 +185,7 @@ TEST_F(List, HasFreeSlotsWhereItGrew) {
 TEST_F(List, HoldsPointers) {
   create(1, 1);
   const int32_t descriptor = PalList1Add(&list, reinterpret_cast<PalListValue>(&list));
-  EXPECT_EQ(reinterpret_cast<PalList1 *>(PalList1Access(&list, descriptor)), &list);
+  EXPECT_EQ(PalList1Access(&list, descriptor), reinterpret_cast<PalListValue>(&list));
 }
 
 TEST_F(List, DoesNothingWithoutAList) {

@@ -1,5 +1,6 @@
 #include <cstdint>
 #include <cstring>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -77,6 +78,19 @@ TEST(PalMemory, CopiesBytes) {
   EXPECT_STREQ(target, "ab..");
   PalMemoryMove(target + 1, target, 3);
   EXPECT_STREQ(target, "aab.");
+}
+
+TEST(PalMemory, MovesBlocksThatOverlapEitherWay) {
+  std::string text;
+  for (int i = 0; i < 1000; ++i) {
+    text += static_cast<char>('a' + i % 26);
+  }
+  std::string up = text;
+  PalMemoryMove(up.data() + 100, up.data(), 900);
+  EXPECT_EQ(up, text.substr(0, 100) + text.substr(0, 900));
+  std::string down = text;
+  PalMemoryMove(down.data(), down.data() + 100, 900);
+  EXPECT_EQ(down, text.substr(100) + text.substr(900));
 }
 
 TEST(PalMemory, CopiesNothingWithoutTwoPointersOrASize) {

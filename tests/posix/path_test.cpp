@@ -37,9 +37,9 @@ TEST(PalPath, IsNativeUnlessItIsAbsoluteInAForeignWay) {
 namespace {
 
 std::string prefixOf(const char *path, size_t size) {
-  std::string buffer(64, 'z');
-  EXPECT_EQ(PalPathGetPrefix(buffer.data(), path, size), buffer.data());
-  return buffer.c_str();
+  char buffer[64] = "zzzzzzzzzzzzzzzz";
+  EXPECT_EQ(PalPathGetPrefix(buffer, path, size), buffer);
+  return buffer;
 }
 
 } // namespace
@@ -100,6 +100,12 @@ protected:
 TEST_F(MakeAbsolute, PutsTheCurrentDirectoryInFront) {
   EXPECT_EQ(PalPathMakeAbsolute(buffer, "a\\b", 4096), buffer);
   EXPECT_EQ(buffer, directory / "a\\b");
+}
+
+TEST_F(MakeAbsolute, PutsASlashBehindTheRootToo) {
+  std::filesystem::current_path("/");
+  EXPECT_EQ(PalPathMakeAbsolute(buffer, "a", 4096), buffer);
+  EXPECT_STREQ(buffer, "//a");
 }
 
 TEST_F(MakeAbsolute, CopiesAbsolutePaths) {

@@ -1,11 +1,8 @@
 // Locks between real processes.
 #include <cerrno>
 #include <csignal>
-#include <memory>
 #include <string>
-#include <vector>
 
-#include <sched.h>
 #include <sys/sem.h>
 
 #include <gtest/gtest.h>
@@ -24,9 +21,7 @@ class SharedLock : public test::DirectoryTest {
 protected:
   // Gives way until as many processes wait for the lock.
   void awaitWaiters(int count) const {
-    while (key.waiters() != count) {
-      sched_yield();
-    }
+    ASSERT_TRUE(test::await([&] { return key.waiters() == count; }));
   }
 
   test::KeyFile key{directory / "key"};
@@ -49,7 +44,7 @@ TEST_F(SharedLock, IsOneSetForTwoProcesses) {
     CHILD_EXPECT(PalPostSem(&own) == ok);
     return 0;
   });
-  attached.await();
+  ASSERT_TRUE(attached.await());
   awaitWaiters(1);
   EXPECT_EQ(PalPostSem(&handle), ok);
   EXPECT_EQ(other.wait(), 0);
@@ -109,21 +104,18 @@ TEST_F(SharedLock, IsOneFreeSetAfterARaceToCreateIt) {
   for (int round = 0; round < 20; ++round) {
     Event ready;
     Event start;
-    std::vector<std::unique_ptr<Child>> racers;
-    for (int i = 0; i < 8; ++i) {
-      racers.push_back(std::make_unique<Child>([&] {
-        ready.raise();
-        start.await();
-        PalSemHandle handle{};
-        CHILD_EXPECT(PalInitSem(&handle, key.path()) == ok);
-        CHILD_EXPECT(PalWaitSem(&handle) == ok);
-        CHILD_EXPECT(PalPostSem(&handle) == ok);
-        CHILD_EXPECT(PalCloseSem(&handle) == ok);
-        return 0;
-      }));
-    }
+    const auto racers = test::startChildren(8, [&] {
+      ready.raise();
+      start.await();
+      PalSemHandle handle{};
+      CHILD_EXPECT(PalInitSem(&handle, key.path()) == ok);
+      CHILD_EXPECT(PalWaitSem(&handle) == ok);
+      CHILD_EXPECT(PalPostSem(&handle) == ok);
+      CHILD_EXPECT(PalCloseSem(&handle) == ok);
+      return 0;
+    });
     for (size_t i = 0; i < racers.size(); ++i) {
-      ready.await();
+      ASSERT_TRUE(ready.await());
     }
     for (size_t i = 0; i < racers.size(); ++i) {
       start.raise();
@@ -141,19 +133,16 @@ TEST_F(SharedLock, AdmitsOneProcessAtATime) {
   constexpr int rounds = 200;
   const std::string counter = directory / "counter";
   test::writeFile(counter, "0");
-  std::vector<std::unique_ptr<Child>> workers;
-  for (int i = 0; i < 4; ++i) {
-    workers.push_back(std::make_unique<Child>([&] {
-      PalSemHandle handle{};
-      CHILD_EXPECT(PalInitSem(&handle, key.path()) == ok);
-      for (int round = 0; round < rounds; ++round) {
-        CHILD_EXPECT(PalWaitSem(&handle) == ok);
-        test::writeFile(counter, std::to_string(std::stoi(test::readFile(counter)) + 1));
-        CHILD_EXPECT(PalPostSem(&handle) == ok);
-      }
-      return 0;
-    }));
-  }
+  const auto workers = test::startChildren(4, [&] {
+    PalSemHandle handle{};
+    CHILD_EXPECT(PalInitSem(&handle, key.path()) == ok);
+    for (int round = 0; round < rounds; ++round) {
+      CHILD_EXPECT(PalWaitSem(&handle) == ok);
+      test::writeFile(counter, std::to_string(std::stoi(test::readFile(counter)) + 1));
+      CHILD_EXPECT(PalPostSem(&handle) == ok);
+    }
+    return 0;
+  });
   for (const auto &worker : workers) {
     EXPECT_EQ(worker->wait(), 0);
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 namespace test {
 namespace {
@@ -112,6 +113,100 @@ TagRanges referenceTagRanges(const char *name, char *document, const char *limit
     }
   }
   return ranges;
+}
+
+TextRange referenceDocType(char *document, const char *limit, bool isWhole) {
+  const TagRanges ranges = referenceTagRanges("!DOCTYPE", document, limit);
+  if (ranges.tagStart == nullptr || isWhole) {
+    return {ranges.tagStart, ranges.tagEnd};
+  }
+  const char *bound = document + strlen(document) - 1;
+  if (limit != nullptr && limit < bound) {
+    bound = limit;
+  }
+  const auto isIn = [](const char *set, char character) {
+    return character != '\0' && strchr(set, character) != nullptr;
+  };
+  char *first = ranges.tagStart + 10;
+  while (first < bound && isIn(" \t\n", *first)) {
+    ++first;
+  }
+  char *last = first;
+  while (last < bound && !isIn(" \t\n/>", last[1])) {
+    ++last;
+  }
+  return {first, last};
+}
+
+namespace {
+
+bool isSame(TextRange a, TextRange b) { return a.first == b.first && a.last == b.last; }
+
+bool agree(const char *name, char *document, char *limit, char *subject, char *subjectLimit) {
+  // The reference needs a terminator and the subject must not: they may look at copies.
+  const auto in = [&](char *position) {
+    return position == nullptr ? nullptr : subject + (position - document);
+  };
+  const TagRanges expected = referenceTagRanges(name, document, limit);
+  const TagRanges actual = getTagRanges(name, subject, subjectLimit);
+  const bool isSameTag =
+      actual.tagStart == in(expected.tagStart) && actual.tagEnd == in(expected.tagEnd) &&
+      actual.contentStart == in(expected.contentStart) &&
+      actual.contentEnd == in(expected.contentEnd) &&
+      actual.closeStart == in(expected.closeStart) && actual.closeEnd == in(expected.closeEnd);
+  const bool isSameScope = isSame(getTagScope(name, subject, subjectLimit, 0),
+                                  {in(expected.contentStart), in(expected.contentEnd)}) &&
+                           isSame(getTagScope(name, subject, subjectLimit, 1),
+                                  {in(expected.tagStart), in(expected.closeEnd)});
+  bool isSameDocType = true;
+  for (const bool isWhole : {false, true}) {
+    const TextRange docType = referenceDocType(document, limit, isWhole);
+    isSameDocType = isSameDocType && isSame(getDocType(subject, subjectLimit, isWhole ? 1 : 0),
+                                            {in(docType.first), in(docType.last)});
+  }
+  return isSameTag && isSameScope && isSameDocType;
+}
+
+} // namespace
+
+bool agreeOnSearch(const std::string &text, const char *name, size_t limitAt) {
+  std::string document = text;
+  if (limitAt > text.size()) {
+    return agree(name, document.data(), nullptr, document.data(), nullptr);
+  }
+  char *limit = document.data() + limitAt;
+  // Up to the limit and no further, so that a sanitizer sees a step too far.
+  std::vector<char> cut(text.c_str(), text.c_str() + limitAt + 1);
+  return agree(name, document.data(), limit, document.data(), limit) &&
+         agree(name, document.data(), limit, cut.data(), &cut.back());
+}
+
+bool agreeOnFill(const std::string &text, const char *name, size_t end, size_t room,
+                 std::string content, bool isReplaced) {
+  std::vector<char> bytes(text.c_str(), text.c_str() + text.size() + 1);
+  bytes.resize(bytes.size() + room, 'z');
+  const std::string before(bytes.begin(), bytes.end());
+  char *document = bytes.data();
+  const TagRanges ranges = referenceTagRanges(name, document, document + end);
+  const TextRange result =
+      addContentToTag({document, document + end}, {nullptr, &bytes.back()}, name,
+                      {content.data(), content.data() + content.size() - 1}, isReplaced ? 1 : 0);
+  const std::string after(bytes.begin(), bytes.end());
+  if (ranges.contentStart == nullptr || ranges.closeEnd == nullptr) {
+    return isSame(result, {nullptr, nullptr}) && after == before;
+  }
+  const auto contentAt = static_cast<size_t>(ranges.contentStart - document);
+  const auto tailAt = static_cast<size_t>(ranges.closeStart - document);
+  std::string expected = before.substr(0, contentAt) + content;
+  expected += isReplaced ? "" : before.substr(contentAt, tailAt - contentAt);
+  expected += before.substr(tailAt, end + 1 - tailAt);
+  const bool isRoom = expected.size() <= bytes.size();
+  const auto newEnd = reinterpret_cast<uintptr_t>(document) + expected.size() - 1;
+  if (result.first != (isRoom ? document : nullptr) ||
+      reinterpret_cast<uintptr_t>(result.last) != newEnd) {
+    return false;
+  }
+  return isRoom ? after.compare(0, expected.size(), expected) == 0 : after == before;
 }
 
 size_t bufferCapacity(size_t need) { return need / 4096 * 4096 + 4096; }

@@ -3,6 +3,8 @@
 #define SPRIG_TESTS_SUPPORT_PROCESS_H
 
 #include <functional>
+#include <memory>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -29,6 +31,13 @@ private:
   pid_t pid_;
 };
 
+// Several children that run the same.
+std::vector<std::unique_ptr<Child>> startChildren(size_t count, const std::function<int()> &body);
+
+// Gives way to other processes until `condition` holds; false when it does not for so long that it
+// never will. For what the system does not tell by itself.
+bool await(const std::function<bool()> &condition);
+
 // A one-way signal across fork(): every await() takes one raise().
 class Event {
 public:
@@ -38,7 +47,7 @@ public:
   Event &operator=(const Event &) = delete;
 
   void raise() const;
-  // Blocks; false when nobody is left who could raise it.
+  // Blocks; false when nobody raises it for so long that nobody will.
   bool await() const;
 
 private:

@@ -17,6 +17,9 @@ public:
   Fault(const Fault &) = delete;
   Fault &operator=(const Fault &) = delete;
 
+  // What the call returns when it is a lookup in the account databases; -1 otherwise.
+  Fault &returning(int result);
+
   // Whether the call came.
   bool hasStruck() const;
 };

@@ -3,7 +3,9 @@
 #include <cstring>
 #include <string>
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -36,6 +38,16 @@ TEST_F(OutOfMemory, GivesNoBlocksAndNoCopies) {
     EXPECT_EQ(block, nullptr);
     EXPECT_TRUE(fault.hasStruck());
   }
+}
+
+TEST_F(OutOfMemory, IsNotAskedForNoBytes) {
+  char block = 'x';
+  const Fault fault("malloc", ENOMEM);
+  EXPECT_EQ(PalMemoryMalloc(0), nullptr);
+  EXPECT_EQ(PalMemoryCalloc(0, 1), nullptr);
+  EXPECT_EQ(PalMemoryCalloc(1, 0), nullptr);
+  EXPECT_EQ(PalMemoryRealloc(&block, 0), nullptr);
+  EXPECT_FALSE(fault.hasStruck());
 }
 
 TEST_F(OutOfMemory, LeavesABlockThatCannotGrow) {
@@ -233,11 +245,93 @@ TEST_F(FailingSystem, LooksUpNoAccounts) {
   EXPECT_EQ(PalFileGetGroup(name, path.c_str(), sizeof(name)), failed(EIO, 4));
 }
 
+TEST_F(FailingSystem, LooksUpAccountsBeforeItLooksAtThePath) {
+  const Fault setOwner("getpwnam_r", EIO);
+  EXPECT_EQ(PalFileSetOwner("root", "c:\\file"), failed(EIO, 2));
+  const Fault setGroup("getgrnam_r", EIO);
+  EXPECT_EQ(PalFileSetGroup("root", "c:\\file"), failed(EIO, 2));
+}
+
+TEST_F(FailingSystem, LeavesTheBufferOfAnAccountThatItCannotLookUp) {
+  char name[8] = "before";
+  const std::string path = directory.path();
+  const Fault getOwner("getpwuid_r", EIO);
+  PalFileGetOwner(name, path.c_str(), sizeof(name));
+  const Fault getGroup("getgrgid_r", EIO);
+  PalFileGetGroup(name, path.c_str(), sizeof(name));
+  EXPECT_STREQ(name, "before");
+}
+
+TEST_F(FailingSystem, HasNoSuchAccountWhereALookupReturnsAPositiveNumber) {
+  const std::string path = directory.path();
+  struct stat before {};
+  ASSERT_EQ(stat(path.c_str(), &before), 0);
+  {
+    Fault fault("getpwnam_r", ERANGE);
+    fault.returning(ERANGE);
+    EXPECT_EQ(PalFileSetOwner("nobody", path.c_str()), ok);
+    EXPECT_TRUE(fault.hasStruck());
+  }
+  {
+    Fault fault("getgrnam_r", ERANGE);
+    fault.returning(ERANGE);
+    EXPECT_EQ(PalFileSetGroup("daemon", path.c_str()), ok);
+    EXPECT_TRUE(fault.hasStruck());
+  }
+  struct stat after {};
+  ASSERT_EQ(stat(path.c_str(), &after), 0);
+  EXPECT_EQ(after.st_uid, before.st_uid);
+  EXPECT_EQ(after.st_gid, before.st_gid);
+
+  char name[8] = "before";
+  {
+    Fault fault("getpwuid_r", ERANGE);
+    fault.returning(ERANGE);
+    EXPECT_EQ(PalFileGetOwner(name, path.c_str(), sizeof(name)), ok);
+  }
+  EXPECT_STREQ(name, "");
+  strcpy(name, "before");
+  {
+    Fault fault("getgrgid_r", ERANGE);
+    fault.returning(ERANGE);
+    EXPECT_EQ(PalFileGetGroup(name, path.c_str(), sizeof(name)), ok);
+  }
+  EXPECT_STREQ(name, "");
+}
+
 TEST_F(FailingSystem, LeavesAccountsEmptyInAFilesInformation) {
   PalFileInfoT info;
-  const Fault fault("getpwuid_r", EIO);
+  {
+    const Fault fault("getpwuid_r", EIO);
+    EXPECT_EQ(PalFileGetInfo(directory.path().c_str(), &info), ok);
+    EXPECT_STREQ(info.user, "");
+    EXPECT_STRNE(info.group, "");
+  }
+  const Fault fault("getgrgid_r", EIO);
   EXPECT_EQ(PalFileGetInfo(directory.path().c_str(), &info), ok);
-  EXPECT_STREQ(info.user, "");
+  EXPECT_STRNE(info.user, "");
+  EXPECT_STREQ(info.group, "");
+}
+
+TEST_F(FailingSystem, GivesAHandleThatHoldsNothingForATemporaryFileThatItCannotOpen) {
+  PalFileHandle handle{};
+  {
+    const Fault fault("open", EROFS);
+    EXPECT_EQ(PalFileOpenTemporary(directory.path().c_str(), &handle), failed(EROFS, 2));
+  }
+  ASSERT_NE(handle.handle, nullptr);
+  EXPECT_EQ(PalFileClose(handle), failed(EBADF, 2));
+}
+
+TEST_F(FailingSystem, ReleasesADirectoryThatItCannotClose) {
+  PalDirHandle handle{};
+  ASSERT_EQ(PalDirOpen(&handle, "/"), ok);
+  DIR *stream = *reinterpret_cast<DIR **>(handle.handle); // the record's one member
+  {
+    const Fault fault("closedir", EIO);
+    EXPECT_EQ(PalDirClose(handle), failed(EIO, 2));
+  }
+  closedir(stream);
 }
 
 TEST_F(FailingSystem, HasNoTemporaryNames) {
