@@ -44,15 +44,14 @@ struct Avx2 {
   }
 
   // Joins four values a b c d as a*64+b and c*64+d, those as 24 bits, puts the bytes in order and
-  // the two lanes together.
+  // stores the second lane's behind the first one's.
   static void storeJoined(Bytes values, uint8_t *data) {
     constexpr int8_t inOrder[16] = {2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, -1, -1, -1, -1};
     const __m256i pairs = _mm256_maddubs_epi16(__m256i(values), _mm256_set1_epi32(0x01400140));
     const __m256i joined = _mm256_madd_epi16(pairs, _mm256_set1_epi32(0x00011000));
     const __m256i lanes = __m256i(shuffle(Bytes(joined), repeat(inOrder)));
-    const __m256i bytes =
-        _mm256_permutevar8x32_epi32(lanes, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
-    memcpy(data, &bytes, sizeof(bytes));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(data), _mm256_castsi256_si128(lanes));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(data + 12), _mm256_extracti128_si256(lanes, 1));
   }
 };
 
