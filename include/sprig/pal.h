@@ -954,8 +954,8 @@ SPRIG_API PalError PalDirCreateDirectory(const char *path);
  * Opens a directory for reading.
  *
  * @param handle  receives a new handle, also when the directory cannot be opened; the caller
- *                releases it with PalDirClose() either way. Untouched when the path is null, foreign
- *                or cannot be copied, and without memory for the handle.
+ *                releases it with PalDirClose() either way. Untouched when the path is null,
+ * foreign or cannot be copied, and without memory for the handle.
  * @param path    path.
  * @return        success; {-4, errno, 1} when memory runs out, {-4, errno, 2}.
  */

@@ -55,11 +55,11 @@ TEST_F(FileOwner, StandsInTheFilesInformation) {
 }
 
 TEST_F(FileOwner, BringsThePrimaryGroupAlong) {
-  const passwd *nobody = getpwnam("nobody");
-  ASSERT_NE(nobody, nullptr);
-  EXPECT_EQ(PalFileSetOwner("nobody", path.c_str()), givenAway());
-  EXPECT_EQ(status().st_uid, geteuid() == 0 ? nobody->pw_uid : geteuid());
-  EXPECT_EQ(status().st_gid, geteuid() == 0 ? nobody->pw_gid : getegid());
+  const passwd *daemon = getpwnam("daemon");
+  ASSERT_NE(daemon, nullptr);
+  EXPECT_EQ(PalFileSetOwner("daemon", path.c_str()), givenAway());
+  EXPECT_EQ(status().st_uid, geteuid() == 0 ? daemon->pw_uid : geteuid());
+  EXPECT_EQ(status().st_gid, geteuid() == 0 ? daemon->pw_gid : getegid());
 }
 
 TEST_F(FileOwner, StaysWhenTheGroupChanges) {

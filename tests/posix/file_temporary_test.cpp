@@ -22,8 +22,18 @@ namespace fs = std::filesystem;
 class TemporaryFile : public test::DirectoryTest {
 protected:
   TemporaryFile() { unsetenv("TMPDIR"); }
+  ~TemporaryFile() override {
+    if (!environment.empty()) {
+      setenv("TMPDIR", environment.c_str(), 1);
+    } else {
+      unsetenv("TMPDIR");
+    }
+  }
 
   const char *wanted() const { return directory.path().c_str(); }
+
+private:
+  const std::string environment = getenv("TMPDIR") == nullptr ? "" : getenv("TMPDIR");
 };
 
 } // namespace
