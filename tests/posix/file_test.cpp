@@ -292,7 +292,7 @@ TEST_F(File, ReportsWhereSpaceRunsOut) {
 
 TEST_F(File, ReportsWhereDescriptorsRunOut) {
   test::Child child([&] {
-    const rlimit limit{3, 3};
+    const rlimit limit{0, 0};
     CHILD_EXPECT(setrlimit(RLIMIT_NOFILE, &limit) == 0);
     PalFileHandle file{};
     CHILD_EXPECT(PalFileOpen(&file, "/", PAL_FILE_READ) == failed(EMFILE, 3));
