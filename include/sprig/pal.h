@@ -793,7 +793,8 @@ SPRIG_API PalError PalFileGetInfo(const char *path, PalFileInfoT *info);
  * Opens a new file for reading and writing that vanishes when it is closed.
  *
  * @param directory  where to make it; see PalFileTempFilename().
- * @param handle     receives the handle, also when opening or unlinking fails.
+ * @param handle     receives the handle, also when opening (it then holds -1) or unlinking fails;
+ *                   the caller releases it with PalFileClose(). Untouched when there is no name.
  * @return           success; as PalFileTempFilename() when there is no name, {-4, errno, 2} when
  *                   opening fails, {-4, errno, 3} when the name could not be taken away again.
  */

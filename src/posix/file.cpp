@@ -245,7 +245,8 @@ PalError PalFileOpenTemporary(const char *directory, PalFileHandle *handle) {
     return named;
   }
   if (name[sizeof(name) - 1] != '\0') { // cut short it would name another file
-    return {PAL_SYSTEM_CALL_FAILED, ENAMETOOLONG, 2};
+    return makeHandle(handle, -1) ? PalError{PAL_SYSTEM_CALL_FAILED, ENAMETOOLONG, 2}
+                                  : outOfMemory(2);
   }
   // Exclusive: nobody may have put a file or a link of that name there in the meantime.
   const PalError opened = openInto(handle, name, O_RDWR | O_CREAT | O_EXCL, temporaryFileMode, 2);

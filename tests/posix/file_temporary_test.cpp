@@ -116,5 +116,6 @@ TEST_F(TemporaryFile, IsNeverOpenedUnderANameThatWasCut) {
   fs::create_directories(deep);
   PalFileHandle handle{};
   EXPECT_EQ(PalFileOpenTemporary(deep.c_str(), &handle), failed(ENAMETOOLONG, 2));
-  EXPECT_EQ(handle.handle, nullptr);
+  ASSERT_NE(handle.handle, nullptr);
+  EXPECT_EQ(PalFileClose(handle), failed(EBADF, 2));
 }
