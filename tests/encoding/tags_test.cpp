@@ -322,6 +322,21 @@ TEST_F(Fill, TellsHowFarTheTextWouldReachWithAndWithoutTheOldContent) {
   EXPECT_EQ(text(), "<<id>ab</id>>");
 }
 
+TEST_F(Fill, HasNoRoomForLessTextWhereTheBufferEndsBeforeIt) {
+  fill("<<id>12345</id>>", 40, "7", 0);
+  ASSERT_EQ(text(), "<<id>712345</id>>");
+  const TextRange document{buffer.data(), buffer.data() + 17};
+  const TextRange content{contentCopy.data(), contentCopy.data()};
+  const TextRange room{nullptr, buffer.data() + 11};
+  const TextRange result = addContentToTag(document, room, "id", content, 1);
+  EXPECT_EQ(result.first, nullptr);
+  EXPECT_EQ(end(result), 12);
+  EXPECT_EQ(text(), "<<id>712345</id>>");
+  const TextRange enough{nullptr, buffer.data() + 12};
+  EXPECT_EQ(end(addContentToTag(document, enough, "id", content, 1)), 12);
+  EXPECT_EQ(text(), "<<id>7</id>>");
+}
+
 TEST_F(Fill, HasNoRoomInABufferThatEndsNowhere) {
   fill("<<id></id>>", 20, "7", 1);
   const TextRange document{buffer.data(), buffer.data() + 12};

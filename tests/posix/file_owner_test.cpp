@@ -65,6 +65,9 @@ TEST_F(FileOwner, BringsThePrimaryGroupAlong) {
 TEST_F(FileOwner, StaysWhenTheGroupChanges) {
   const group *daemon = getgrnam("daemon");
   ASSERT_NE(daemon, nullptr);
+  constexpr uid_t somebody = 54321; // not the superuser, whose number anything might leave behind
+  const bool isGiven = chown(path.c_str(), somebody, static_cast<gid_t>(-1)) == 0;
+  ASSERT_EQ(isGiven, geteuid() == 0);
   const uid_t owner = status().st_uid;
   EXPECT_EQ(PalFileSetGroup("daemon", path.c_str()), givenAway());
   EXPECT_EQ(status().st_uid, owner);
