@@ -5,7 +5,11 @@
 #ifndef SPRIG_SPRIG_H
 #define SPRIG_SPRIG_H
 
+#include <sprig/depot.h>
 #include <sprig/encoding.h>
+#include <sprig/exceptions.h>
+#include <sprig/framework.h>
 #include <sprig/pal.h>
+#include <sprig/types.h>
 
 #endif

@@ -70,6 +70,8 @@ void DecodeToBuffer(Base64Quantum quantum, uint8_t *out) {
   DecodeRaw(out, quantum.data);
 }
 
+} // namespace
+
 void encodeText(const BlockCoder &coder, const uint8_t *data, size_t length, char *text) {
   const size_t taken = coder.encode(data, length, text);
   if (taken < length) {
@@ -99,8 +101,6 @@ size_t decodeText(const BlockCoder &coder, const char *text, size_t length, uint
   }
   return written;
 }
-
-} // namespace
 
 size_t encodePortable(const uint8_t *data, size_t length, char *text) {
   size_t taken = 0;
@@ -144,7 +144,7 @@ void encode(const BlockCoder &coder, const void *data, uint32_t length, char **e
             uint32_t *encodedLength) {
   *encoded = nullptr;
   *encodedLength = 0;
-  const uint64_t textLength = (uint64_t{length} + 2) / 3 * 4;
+  const uint64_t textLength = encodedSize(length);
   if (data == nullptr || textLength > std::numeric_limits<uint32_t>::max()) {
     return;
   }

@@ -78,6 +78,14 @@ extern const BlockCoder blockCoders[];
 // The first one that this processor can run.
 const BlockCoder &widestBlockCoder();
 
+// Coding into memory that the caller has. Encoding fills encodedSize() characters, with no NUL
+// behind them. Decoding may write anywhere in decodingRoom() bytes, and returns how many of them
+// count.
+constexpr uint64_t encodedSize(uint64_t length) { return (length + 2) / 3 * 4; }
+constexpr uint64_t decodingRoom(uint64_t length) { return length + 2; } // the last group is whole
+void encodeText(const BlockCoder &coder, const uint8_t *data, size_t length, char *text);
+size_t decodeText(const BlockCoder &coder, const char *text, size_t length, uint8_t *data);
+
 // Encode() and Decode() with a given coder.
 void encode(const BlockCoder &coder, const void *data, uint32_t length, char **encoded,
             uint32_t *encodedLength);

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "posix/account.h"
+#include "posix/file.h"
 #include "posix/file_mode.h"
 #include "posix/local_path.h"
 
@@ -111,6 +112,34 @@ void GetCanonicalStat(const struct stat &status, PalFileInfoT *info) {
   copyGroupName(info->group, status.st_gid, sizeof(info->group));
 }
 
+bool identifyAt(int directory, const char *path, int flags, FileIdentity &identity) {
+  alignas(file_handle) char memory[sizeof(file_handle) + sizeof identity.handle];
+  auto *handle = reinterpret_cast<file_handle *>(memory);
+  handle->handle_bytes = sizeof identity.handle;
+  identity = {};
+  if (name_to_handle_at(directory, path, handle, &identity.mount, flags) != 0) {
+    return false;
+  }
+  identity.type = handle->handle_type;
+  identity.size = handle->handle_bytes;
+  memcpy(identity.handle.data(), handle->f_handle, handle->handle_bytes);
+  return true;
+}
+
+// Tells something about a file, taken from its status by `tell`.
+template <typename Tell> PalError withStatus(const char *path, const void *result, Tell tell) {
+  if (path == nullptr || result == nullptr) {
+    return invalidParameter(1);
+  }
+  const LocalPath local(path);
+  struct stat status;
+  if (local.status(status) < 0) {
+    return systemCallFailed(2);
+  }
+  tell(status);
+  return success;
+}
+
 } // namespace
 
 PalError PalFileOpen(PalFileHandle *handle_ptr, const char *path, uint32_t oflag) {
@@ -120,6 +149,38 @@ PalError PalFileOpen(PalFileHandle *handle_ptr, const char *path, uint32_t oflag
   return withFilePath(path, [&](const char *local) {
     return openInto(handle_ptr, local, GetNativeOFlag(oflag), newFileMode, 3);
   });
+}
+
+bool sprig::identify(PalFileHandle handle, FileIdentity &identity) {
+  return handle.handle != nullptr && identifyAt(*handle.handle, "", AT_EMPTY_PATH, identity);
+}
+
+bool sprig::identify(const char *path, FileIdentity &identity) {
+  const LocalPath local(path);
+  return local && identifyAt(AT_FDCWD, local.c_str(), AT_SYMLINK_FOLLOW, identity);
+}
+
+bool sprig::isGone(const char *path) {
+  const LocalPath local(path);
+  struct stat status;
+  return local && lstat(local.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+PalError sprig::openWithoutWaiting(PalFileHandle *handle, const char *path) {
+  return withFilePath(path, [&](const char *local) {
+    return openInto(handle, local, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, newFileMode, 3);
+  });
+}
+
+PalError sprig::openSoleName(PalFileHandle *handle, const char *path) {
+  const PalError result = withFilePath(path, [&](const char *local) {
+    constexpr int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | O_NOFOLLOW;
+    return openInto(handle, local, flags, newFileMode, 3);
+  });
+  struct stat status;
+  const bool isSole = result.palError == PAL_OK && fstat(*handle->handle, &status) == 0 &&
+                      S_ISREG(status.st_mode) && status.st_nlink == 1;
+  return result.palError != PAL_OK || isSole ? result : invalidParameter(4);
 }
 
 PalError PalFileClose(PalFileHandle handle) {
@@ -223,16 +284,13 @@ PalError PalFileGetPermissions(uint32_t *permission, const char *path) {
 }
 
 PalError PalFileGetInfo(const char *path, PalFileInfoT *info) {
-  if (path == nullptr || info == nullptr) {
-    return invalidParameter(1);
-  }
-  const LocalPath local(path);
-  struct stat status;
-  if (local.status(status) < 0) {
-    return systemCallFailed(2);
-  }
-  GetCanonicalStat(status, info);
-  return success;
+  return withStatus(path, info, [&](const struct stat &status) { GetCanonicalStat(status, info); });
+}
+
+PalError sprig::sizeOfFile(const char *path, uint64_t *size) {
+  return withStatus(path, size, [&](const struct stat &status) {
+    *size = static_cast<uint64_t>(status.st_size);
+  });
 }
 
 PalError PalFileOpenTemporary(const char *directory, PalFileHandle *handle) {

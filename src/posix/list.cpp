@@ -1,10 +1,12 @@
 // The array-backed list. Live slots form a chain from the newest element to the oldest. Removed
 // slots form a chain of their own that ends at the first slot that was never used; slots behind
 // that one are not linked, but reached in index order.
+#include <atomic>
 #include <cstring>
 #include <limits>
 
 #include "posix/error.h"
+#include "posix/list.h"
 
 namespace {
 
@@ -38,6 +40,16 @@ static_assert(sizeof(void *) != 4 || sizeof(PalList1Header) == 20);
 static_assert(sizeof(void *) != 4 || sizeof(PalList1Iterator) == 12);
 
 namespace {
+
+// The header as it is allocated, with what only the library sees behind it.
+struct WatchedHeader : PalList1Header {
+  uint32_t number; // of the list, among all of this process
+  uint32_t changes;
+};
+
+std::atomic<uint32_t> listsMade = 0;
+
+void countChange(PalList1Header &list) { ++static_cast<WatchedHeader &>(list).changes; }
 
 PalList1Header *headerOf(PalList1 *list) { return list == nullptr ? nullptr : *list; }
 
@@ -93,14 +105,14 @@ int PalList1Create(PalList1 *list, int32_t count, int32_t increment) {
   if (count < 0) {
     return -1;
   }
-  auto *header = static_cast<PalList1Header *>(PalMemoryMalloc(sizeof(PalList1Header)));
+  auto *header = static_cast<WatchedHeader *>(PalMemoryMalloc(sizeof(WatchedHeader)));
   auto *elements = static_cast<Slot *>(PalMemoryCalloc(static_cast<size_t>(count), sizeof(Slot)));
   if (header == nullptr || (elements == nullptr && count > 0)) {
     PalMemoryFree(elements);
     PalMemoryFree(header);
     return -1;
   }
-  *header = {none, 0, elements, count, increment};
+  *header = {{none, 0, elements, count, increment}, ++listsMade, 0};
   endFreeChainAt(*header, 0);
   *list = header;
   return 0;
@@ -126,6 +138,7 @@ int32_t PalList1Add(PalList1 *list, PalListValue value) {
     header->elements[header->head].prev = added;
   }
   header->head = added;
+  countChange(*header);
   return added;
 }
 
@@ -143,7 +156,13 @@ int PalList1Remove(PalList1 *list, int32_t descriptor) {
   removed.inUse = 0;
   removed.next = header->freeHead;
   header->freeHead = descriptor;
+  countChange(*header);
   return 0;
+}
+
+uint64_t sprig::stateOf(PalList1 list) {
+  const auto *header = static_cast<const WatchedHeader *>(list);
+  return header == nullptr ? 0 : uint64_t{header->number} << 32 | header->changes;
 }
 
 PalListValue PalList1Access(PalList1 *list, int32_t descriptor) {

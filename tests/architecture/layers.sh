@@ -3,17 +3,25 @@
 set -eu
 cd "$1"
 
-# Each folder of src/, and the internal and public headers that it may include.
+# Each layer, and the internal and public headers that it may include. What the library calls of the
+# runtime is in framework.h; the runtime sees nothing of the library.
 layers='
-posix    posix           api pal
-encoding encoding        api pal encoding
+src/posix          posix                          api pal
+src/encoding       encoding                       api pal encoding
+src/depot          depot|encoding|posix           api pal encoding depot framework
+src/framework      framework                      api framework exceptions types
+runtime/memory     memory|exceptions              api framework
+runtime/exceptions exceptions|values|memory       api framework
+runtime/values     values|exceptions|memory       api framework
+runtime/adr        adr|memory|values              api framework runtime
+runtime/host       host|exceptions                api framework runtime
+runtime/channel    channel|exceptions|host|memory api framework runtime
 '
 failed=0
 complain() { echo "$1"; failed=1; }
 
-for folder in src/*/; do
-  name=$(basename "$folder")
-  rule=$(echo "$layers" | grep "^$name " || true)
+for folder in src/*/ runtime/*/; do
+  rule=$(echo "$layers" | grep "^${folder%/} " || true)
   [ -n "$rule" ] || { complain "$folder is no known layer"; continue; }
   # shellcheck disable=SC2086
   set -- $rule

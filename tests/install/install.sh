@@ -26,10 +26,10 @@ PKG_CONFIG_PATH=$(dirname "$(find "$tree" -name sprig.pc)")
 export PKG_CONFIG_PATH
 # shellcheck disable=SC2046,SC2086
 $cc $flags -std=c11 -Wall -Wextra -Wpedantic -Werror "$consumer/program.c" \
-  $(pkg-config --cflags --libs sprig) -o "$work/c-program"
+  $(pkg-config --cflags --libs sprig sprig-runtime) -o "$work/c-program"
 # shellcheck disable=SC2046,SC2086
 $cxx $flags -std=c++17 -Wall -Wextra -Wpedantic -Werror "$consumer/program.cpp" \
-  $(pkg-config --cflags --libs sprig) -o "$work/cxx-program"
+  $(pkg-config --cflags --libs sprig sprig-runtime) -o "$work/cxx-program"
 LD_LIBRARY_PATH=$(pkg-config --variable=libdir sprig)
 export LD_LIBRARY_PATH
 "$work/c-program"

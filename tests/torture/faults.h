@@ -7,7 +7,7 @@
 
 namespace test {
 
-// While it lives, one call of a function fails; calls before and behind it go through.
+// While it lives, one call of a function fails, or all from one on; others go through.
 class Fault {
 public:
   // Lets the call-th call of `function` from now fail with `nativeError`. The allocator's functions
@@ -17,8 +17,13 @@ public:
   Fault(const Fault &) = delete;
   Fault &operator=(const Fault &) = delete;
 
-  // What the call returns when it is a lookup in the account databases; -1 otherwise.
+  // What the call returns when it is a lookup in the account databases, and how many bytes it moves
+  // when it is a read or a write; -1 otherwise.
   Fault &returning(int result);
+  // Lets the calls behind it fail, too.
+  Fault &lasting();
+  // Lets a call that closes something do so before it fails.
+  Fault &thoughClosed();
 
   // Whether the call came.
   bool hasStruck() const;
