@@ -8,8 +8,10 @@
 #include <sprig/depot.h>
 #include <sprig/encoding.h>
 #include <sprig/exceptions.h>
+#include <sprig/files.h>
 #include <sprig/framework.h>
 #include <sprig/pal.h>
+#include <sprig/properties.h>
 #include <sprig/types.h>
 
 #endif

@@ -10,6 +10,8 @@ src/posix          posix                          api pal
 src/encoding       encoding                       api pal encoding
 src/depot          depot|encoding|posix           api pal encoding depot framework
 src/framework      framework                      api framework exceptions types
+src/files          files|framework                api framework exceptions files
+src/properties     properties|framework           api framework types files properties
 runtime/memory     memory|exceptions              api framework
 runtime/exceptions exceptions|values|memory       api framework
 runtime/values     values|exceptions|memory       api framework
