@@ -68,7 +68,8 @@ typedef struct File {
  * - A backslash outside of sets takes the next byte as it is; as the last byte it stands for
  * itself, and so does one that is the first byte of a character of several (ulk_mbsbtype()).
  *
- * Time is bounded by the product of both lengths, whatever the pattern.
+ * Time grows at most with the product of both lengths, whatever the pattern; only backslashes add
+ * what ulk_mbsbtype() takes for them.
  *
  * @param pattern  the pattern.
  * @param text     the text.
