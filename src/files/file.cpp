@@ -104,7 +104,8 @@ int32_t file_read(File *file, void *buffer, int32_t length) {
 
 int32_t file_write(File *file, const void *buffer, int32_t length) {
   mustNotBeNull(file, Message::writtenFileIsNull);
-  if (write(file->descriptor, buffer, static_cast<size_t>(length)) != length) {
+  const ssize_t count = write(file->descriptor, buffer, static_cast<size_t>(length));
+  if (count == -1 || count != length) { // a length of -1 is none
     throwMessage(Message::fileNotWritten, file->path, length);
   }
   return length;

@@ -23,29 +23,28 @@ struct Walk {
   const char *segment;
   const char *pattern;
   const char *text;
-
-  bool isAt(ByteClass kind) const {
-    return ulk_mbsbtype(segment, static_cast<int32_t>(pattern - segment)) == kind;
-  }
 };
 
+bool isOfClass(ByteClass kind, const char *segment, const char *place) {
+  return ulk_mbsbtype(segment, static_cast<int32_t>(place - segment)) == kind;
+}
+
 struct Set {
-  bool isClosed;
+  const char *end; // what follows; null where it is not closed
   bool isNegated;
   bool hasByte;
 };
 
-// Reads the set at the walk's place, which moves behind it.
-Set readSet(Walk &walk) {
-  const auto byte = static_cast<unsigned char>(*walk.text);
-  const char *&item = walk.pattern;
-  ++item;
-  Set set{false, *item == '^', false};
+// Reads the set that begins at a place of the segment, and looks for a byte in it.
+Set readSet(const char *segment, const char *start, unsigned char byte) {
+  const char *item = start + 1;
+  Set set{nullptr, *item == '^', false};
   item += set.isNegated ? 1 : 0;
-  while (*item != '\0' && *item != ']') {
-    if (item[0] == '\\' && item[1] == ']' && walk.isAt(singleByte)) {
-      ++item;
-    } else if (item[1] == '-') {
+  while (*item != ']') {
+    if (*item == '\0') {
+      return set;
+    }
+    if (item[1] == '-') {
       if (item[2] == '\0') {
         return set;
       }
@@ -54,21 +53,23 @@ Set readSet(Walk &walk) {
       item += 3;
       continue;
     }
+    const bool isEscape = item[0] == '\\' && item[1] == ']' && isOfClass(singleByte, segment, item);
+    item += isEscape ? 1 : 0;
     set.hasByte |= static_cast<unsigned char>(*item) == byte;
     ++item;
   }
-  set.isClosed = *item == ']';
-  item += set.isClosed ? 1 : 0;
+  set.end = item + 1;
   return set;
 }
 
 // The text has ended before the pattern, or with it.
-Outcome outcomeAtEndOfText(Walk &walk) {
+Outcome outcomeAtEndOfText(const Walk &walk) {
   if (walk.pattern[0] == '\0' || (walk.pattern[0] == '*' && walk.pattern[1] == '\0')) {
     return Outcome::matched;
   }
-  return walk.pattern[0] == '[' && !readSet(walk).isClosed ? Outcome::malformed
-                                                           : Outcome::textEnded;
+  return walk.pattern[0] == '[' && readSet(walk.segment, walk.pattern, 0).end == nullptr
+             ? Outcome::malformed
+             : Outcome::textEnded;
 }
 
 // Compares until the next star or the end of either. A set that has matched counts for all sets
@@ -83,18 +84,19 @@ Outcome compareSegment(Walk &walk) {
       ++walk.pattern;
       break;
     case '[': {
-      const Set set = readSet(walk);
-      if (!set.isClosed) {
+      const Set set = readSet(walk.segment, walk.pattern, static_cast<unsigned char>(*walk.text));
+      if (set.end == nullptr) {
         return Outcome::malformed;
       }
       hasMatchedSet |= set.hasByte;
       if (hasMatchedSet == set.isNegated) {
         return Outcome::differed;
       }
+      walk.pattern = set.end;
       break;
     }
     case '\\':
-      if (walk.pattern[1] != '\0' && !walk.isAt(leadByte)) {
+      if (walk.pattern[1] != '\0' && !isOfClass(leadByte, walk.segment, walk.pattern)) {
         ++walk.pattern;
       }
       [[fallthrough]];
@@ -107,10 +109,12 @@ Outcome compareSegment(Walk &walk) {
   return *walk.text != '\0' ? Outcome::differed : outcomeAtEndOfText(walk);
 }
 
+bool isPlain(char byte) { return byte != '*' && byte != '?' && byte != '[' && byte != '\\'; }
+
 // Compares the segment at the walk's place with the text from each of its bytes on, until it fits.
 Outcome findSegment(Walk &walk) {
   const char *const segment = walk.pattern;
-  const bool beginsPlain = strchr("*?[\\", *segment) == nullptr;
+  const bool beginsPlain = isPlain(*segment);
   Outcome outcome = Outcome::differed;
   for (const char *place = walk.text; *place != '\0'; ++place) {
     if (beginsPlain) {

@@ -39,7 +39,11 @@ template <typename Block, const TypeCodeRecord *type, typename Copied>
 void putCopy(Properties *list, const char *key, const Copied &value) {
   using Stored = std::remove_pointer_t<Block>;
   sprig::newRecord<Stored>(release<type>, [&](Stored *block) {
-    sprig::copyValue(type, addressOf<Stored>(value), block);
+    if constexpr (std::is_arithmetic_v<Stored>) {
+      *block = value;
+    } else {
+      sprig::copyValue(type, addressOf<Stored>(value), block);
+    }
     properties_put(list, key, type, block);
   });
 }

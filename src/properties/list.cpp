@@ -8,6 +8,7 @@
 #include "framework/new_record.h"
 #include "properties/key.h"
 #include "properties/value.h"
+#include "properties/wanted_key.h"
 
 using sprig::Message;
 using sprig::throwMessage;
@@ -63,8 +64,9 @@ PropertiesList *properties_list_clone(const PropertiesList *list) {
 }
 
 int32_t properties_get_property_index(const Properties *list, const char *key) {
+  const sprig::WantedKey wanted(key);
   for (uint32_t i = 0; i < list->length; ++i) {
-    if (sprig::hasKey(list->buffer[i], key)) {
+    if (wanted.is(sprig::keyOf(list->buffer[i]))) {
       return static_cast<int32_t>(i);
     }
   }
@@ -84,7 +86,8 @@ void *properties_get(const Properties *list, const char *key, TypeCode type, int
     return nullptr;
   }
   const any &value = list->buffer[index].value;
-  if (TypeCode_equal(value.type, type) == 0) {
+  // One object is one type; two objects may be, too.
+  if (value.type != type && TypeCode_equal(value.type, type) == 0) {
     throwMessage(Message::propertyOfOtherType, key);
   }
   return value.value;

@@ -37,7 +37,7 @@ for folder in src/*/ runtime/*/; do
 done
 
 # Public headers include each other in the same direction, and nothing of the library's inside.
-bad=$(grep -HnE '#include ".*"' include/sprig/*.h || true)
+bad=$(grep -HnE '#include ".*"' include/sprig/*.h include/sprig/*.hpp include/sprig/detail/*.hpp || true)
 [ -z "$bad" ] || complain "$bad"
 bad=$(grep -HnE '#include <sprig/' include/sprig/pal.h | grep -v 'sprig/api.h' || true)
 [ -z "$bad" ] || complain "$bad"

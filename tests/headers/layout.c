@@ -157,3 +157,15 @@ SAME(offsetof(ChannelReply, data), WORDS(1) + 8);
 
 SAME(sizeof(MethodStatus), 32);
 SAME(offsetof(MethodStatus, field), 0);
+
+SIZE(Dir, 1, 0, 4);
+
+SAME(sizeof(DirEntryEnum), WORDS(4));
+SAME(offsetof(DirEntryEnum, stream), 0);
+SAME(offsetof(DirEntryEnum, pattern), WORDS(1));
+SAME(offsetof(DirEntryEnum, name), WORDS(2));
+SAME(offsetof(DirEntryEnum, flag), WORDS(3));
+
+SAME(sizeof(File), WORDS(2));
+SAME(offsetof(File, path), 0);
+SAME(offsetof(File, descriptor), WORDS(1));
