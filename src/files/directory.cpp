@@ -8,7 +8,7 @@
 #include "framework/message.h"
 #include "framework/new_record.h"
 
-using sprig::Message;
+using sprig::MessageId;
 using sprig::throwMessage;
 
 namespace {
@@ -84,10 +84,10 @@ void dir_entry_enum_delete(DirEntryEnum *entries) {
 
 int dir_create_directory(const char *path) {
   if (path == nullptr) {
-    throwMessage(Message::directoryIsNull);
+    throwMessage(MessageId::directoryIsNull);
   }
   if (!sprig::isPathName(path) || mkdir(path, forOwner) != 0) {
-    throwMessage(Message::directoryNotCreated, path);
+    throwMessage(MessageId::directoryNotCreated, path);
   }
   return 0;
 }

@@ -14,7 +14,7 @@
 #include "framework/message.h"
 #include "framework/new_record.h"
 
-using sprig::Message;
+using sprig::MessageId;
 using sprig::throwMessage;
 
 namespace {
@@ -39,10 +39,18 @@ File *openFile(const char *path, int flags, int mode) {
   });
 }
 
-void mustNotBeNull(const File *file, Message message) {
+void mustNotBeNull(const File *file, MessageId message) {
   if (file == nullptr) {
     throwMessage(message);
   }
+}
+
+// The system may take a negative length for a large one.
+bool isLength(int32_t length) {
+  if (length < 0) {
+    errno = EINVAL;
+  }
+  return length >= 0;
 }
 
 } // namespace
@@ -51,7 +59,7 @@ File *file_open(const char *path, int flags) {
   File *file = openFile(path, flags, 0);
   if (file_is_open(file) == 0) {
     release(file);
-    throwMessage(Message::fileNotOpened, path);
+    throwMessage(MessageId::fileNotOpened, path);
   }
   return file;
 }
@@ -61,7 +69,7 @@ File *file_create(const char *path, int flags, int mode) {
   if (file_is_open(file) == 0) {
     const int error = errno;
     release(file);
-    throwMessage(Message::fileNotCreated, path, error);
+    throwMessage(MessageId::fileNotCreated, path, error);
   }
   return file;
 }
@@ -71,22 +79,22 @@ int file_is_open(const File *file) {
 }
 
 void file_close(File *file) {
-  mustNotBeNull(file, Message::closedFileIsNull);
+  mustNotBeNull(file, MessageId::closedFileIsNull);
   if (close(file->descriptor) != 0) {
-    throwMessage(Message::fileNotClosed, file->path);
+    throwMessage(MessageId::fileNotClosed, file->path);
   }
   file->descriptor = closedDescriptor;
 }
 
 void file_remove(File *file) {
-  mustNotBeNull(file, Message::removedFileIsNull);
+  mustNotBeNull(file, MessageId::removedFileIsNull);
   if (remove(file->path) != 0) {
-    throwMessage(Message::fileNotRemoved, file->path);
+    throwMessage(MessageId::fileNotRemoved, file->path);
   }
 }
 
 void file_delete(File *file) {
-  mustNotBeNull(file, Message::deletedFileIsNull);
+  mustNotBeNull(file, MessageId::deletedFileIsNull);
   if (file_is_open(file) != 0) {
     file_close(file);
   }
@@ -94,28 +102,28 @@ void file_delete(File *file) {
 }
 
 int32_t file_read(File *file, void *buffer, int32_t length) {
-  mustNotBeNull(file, Message::readFileIsNull);
-  const ssize_t count = read(file->descriptor, buffer, static_cast<size_t>(length));
+  mustNotBeNull(file, MessageId::readFileIsNull);
+  const ssize_t count =
+      isLength(length) ? read(file->descriptor, buffer, static_cast<size_t>(length)) : -1;
   if (count == -1) {
-    throwMessage(Message::fileNotRead, file->path, length, errno);
+    throwMessage(MessageId::fileNotRead, file->path, length, errno);
   }
   return static_cast<int32_t>(count);
 }
 
 int32_t file_write(File *file, const void *buffer, int32_t length) {
-  mustNotBeNull(file, Message::writtenFileIsNull);
-  const ssize_t count = write(file->descriptor, buffer, static_cast<size_t>(length));
-  if (count == -1 || count != length) { // a length of -1 is none
-    throwMessage(Message::fileNotWritten, file->path, length);
+  mustNotBeNull(file, MessageId::writtenFileIsNull);
+  if (!isLength(length) || write(file->descriptor, buffer, static_cast<size_t>(length)) != length) {
+    throwMessage(MessageId::fileNotWritten, file->path, length);
   }
   return length;
 }
 
 int32_t file_seek(File *file, int32_t offset) {
-  mustNotBeNull(file, Message::soughtFileIsNull);
+  mustNotBeNull(file, MessageId::soughtFileIsNull);
   const off_t place = lseek(file->descriptor, offset, SEEK_SET);
   if (place == -1) {
-    throwMessage(Message::fileNotSought, file->path, errno);
+    throwMessage(MessageId::fileNotSought, file->path, errno);
   }
   return static_cast<int32_t>(place);
 }
@@ -123,14 +131,14 @@ int32_t file_seek(File *file, int32_t offset) {
 int32_t file_get_size(const char *path) {
   struct stat status {};
   if (stat(path, &status) != 0 || status.st_size > INT32_MAX) {
-    throwMessage(Message::fileStatusUnknown, path);
+    throwMessage(MessageId::fileStatusUnknown, path);
   }
   return static_cast<int32_t>(status.st_size);
 }
 
 int file_access(const char *path, int mode) {
   if (access(path, mode) != 0) {
-    throwMessage(Message::fileNotAccessible, path, mode);
+    throwMessage(MessageId::fileNotAccessible, path, mode);
   }
   return 0;
 }

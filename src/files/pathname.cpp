@@ -9,7 +9,7 @@
 #include "framework/message.h"
 #include "framework/new_record.h"
 
-using sprig::Message;
+using sprig::MessageId;
 using sprig::throwMessage;
 
 int pathname_max_length(void) { return sprig::pathSize; }
@@ -21,7 +21,7 @@ char *pathname_clone(const char *path) {
   char *copy = pathname_new();
   if (path == nullptr || !sprig::isPathName(path)) {
     pathname_delete(copy);
-    throwMessage(Message::clonedPathIsUnusable);
+    throwMessage(MessageId::clonedPathIsUnusable);
   }
   return strcpy(copy, path);
 }
@@ -54,7 +54,7 @@ char *pathname_append(char *path, const char *name) {
   const size_t length = strlen(path);
   const bool isSeparated = length > 0 && path[length - 1] == '/';
   if (name == nullptr || !isSeparated || strlen(name) >= sprig::pathSize - length) {
-    throwMessage(Message::appendedNameIsUnusable);
+    throwMessage(MessageId::appendedNameIsUnusable);
   }
   memcpy(path + length, name, strlen(name) + 1);
   return path;

@@ -10,7 +10,7 @@
 namespace sprig {
 
 // Numbers of the messages that the library throws; Sprig2Catalog has their texts.
-enum class Message : int32_t {
+enum class MessageId : int32_t {
   directoryIsNull = 9,
   directoryNotCreated = 10,
   fileNotOpened = 11,
@@ -39,7 +39,7 @@ enum class Message : int32_t {
 
 // Throws a message; its arguments are 32-bit numbers and text, as the catalog has them.
 template <typename... Arguments>
-[[noreturn]] void throwMessage(Message message, Arguments... arguments) {
+[[noreturn]] void throwMessage(MessageId message, Arguments... arguments) {
   const auto id = static_cast<int32_t>(message);
   vaThrow(Sprig2Catalog[0], id, Sprig2Catalog[id], arguments...);
 }

@@ -17,7 +17,7 @@ void seq_free(void *sequence) {
 void *seq_replace(void *sequence, const void *element, uint32_t index, size_t element_size) {
   const auto *list = static_cast<const Sequence *>(sequence);
   if (index >= list->length) {
-    sprig::throwMessage(sprig::Message::elementNotReplaced, index, list->length);
+    sprig::throwMessage(sprig::MessageId::elementNotReplaced, index, list->length);
   }
   char *slot = static_cast<char *>(list->buffer) + index * element_size;
   void *old = mg_malloc(element_size);

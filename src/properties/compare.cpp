@@ -5,6 +5,7 @@
 #include <sprig/framework.h>
 #include <sprig/properties.h>
 
+#include "framework/environment.h"
 #include "framework/try_frame.h"
 #include "properties/buffer.h"
 #include "properties/key.h"
@@ -35,13 +36,11 @@ const char *textOf(const any &value) {
                                                          : nullptr;
 }
 
+// Without an encoding, nothing is equal.
 bool areEqual(const any &a, const any &b) {
   Environment environment{};
   const bool isEqual = krt_generic_equal(TC_any, &environment, &a, &b) != 0;
-  if (environment.exception != nullptr) { // is released by being caught
-    return sprig::catchAll([&] { ev_to_exception(&environment); }, [](void *) {}) && isEqual;
-  }
-  return isEqual;
+  return !sprig::forgetException(environment) && isEqual;
 }
 
 } // namespace

@@ -5,14 +5,14 @@
 #include "framework/try_frame.h"
 #include "properties/buffer.h"
 
-using sprig::Message;
+using sprig::MessageId;
 using sprig::throwMessage;
 
 void properties_encode(TypeCode type, const void *value, uint8_t **data, uint32_t *length) {
   sprig::inTryFrame([&] {
     AdrBuffer *buffer = sprig::encoded(type, value);
     if (buffer->error != 0) {
-      throwMessage(Message::notEncoded, buffer->error);
+      throwMessage(MessageId::notEncoded, buffer->error);
     }
     *data = buffer->data;
     *length = buffer->length;
@@ -29,6 +29,6 @@ void properties_decode(TypeCode type, const uint8_t *data, uint32_t length, void
     error = buffer->error;
   });
   if (error != 0) {
-    throwMessage(Message::notDecoded, error);
+    throwMessage(MessageId::notDecoded, error);
   }
 }

@@ -13,7 +13,7 @@
 #include "framework/message.h"
 #include "framework/try_frame.h"
 
-using sprig::Message;
+using sprig::MessageId;
 using sprig::throwMessage;
 
 namespace {
@@ -51,7 +51,7 @@ void write(const Properties *list, File *file, Layout layout) {
 }
 
 [[noreturn]] void cannotRead(const File *file, uint32_t length) {
-  throwMessage(Message::fileNotRead, file->path, length, errno);
+  throwMessage(MessageId::fileNotRead, file->path, length, errno);
 }
 
 Word readWord(File *file) {
@@ -117,7 +117,7 @@ void load(Properties *list, const char *path, Layout layout) {
     File *file = file_open(path, O_RDONLY | O_NONBLOCK);
     delegate(file);
     if (!isFileOrDirectory(file)) {
-      throwMessage(Message::fileNotOpened, path);
+      throwMessage(MessageId::fileNotOpened, path);
     }
     read(list, file, layout);
   });

@@ -10,7 +10,7 @@
 #include "properties/value.h"
 #include "properties/wanted_key.h"
 
-using sprig::Message;
+using sprig::MessageId;
 using sprig::throwMessage;
 
 namespace {
@@ -81,14 +81,14 @@ void *properties_get(const Properties *list, const char *key, TypeCode type, int
   const int32_t index = properties_get_property_index(list, key);
   if (index == -1) {
     if (must_exist != 0) {
-      throwMessage(Message::propertyMissing, key);
+      throwMessage(MessageId::propertyMissing, key);
     }
     return nullptr;
   }
   const any &value = list->buffer[index].value;
   // One object is one type; two objects may be, too.
   if (value.type != type && TypeCode_equal(value.type, type) == 0) {
-    throwMessage(Message::propertyOfOtherType, key);
+    throwMessage(MessageId::propertyOfOtherType, key);
   }
   return value.value;
 }

@@ -421,6 +421,14 @@ TEST_F(FileHelpers, WriteNoNegativeNumberOfBytes) {
   EXPECT_EQ(readFile(at("f")), "");
 }
 
+TEST_F(FileHelpers, ReadNoNegativeNumberOfBytes) {
+  writeFile(at("f"), "text");
+  open(at("f"), O_RDONLY);
+  char byte = 'x';
+  EXPECT_EQ(failureOf([&] { file_read(file, &byte, -1); }), cannotRead(at("f"), -1, EINVAL));
+  EXPECT_EQ(byte, 'x');
+}
+
 TEST_F(FileHelpers, ThrowWhenSomeOfTheBytesWereWritten) {
   ASSERT_EQ(mkfifo(at("fifo").c_str(), 0600), 0);
   open(at("fifo"), O_RDWR | O_NONBLOCK);
