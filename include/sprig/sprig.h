@@ -12,6 +12,8 @@
 #include <sprig/framework.h>
 #include <sprig/pal.h>
 #include <sprig/properties.h>
+#include <sprig/records.h>
+#include <sprig/streams.h>
 #include <sprig/types.h>
 
 #endif

@@ -62,25 +62,39 @@ Word readWord(File *file) {
   return word;
 }
 
+// The size of the file that has the name now, or of the file that is open: another one may have
+// taken its place meanwhile.
+using GetSize = int32_t (*)(const File *file);
+
+int32_t sizeByName(const File *file) { return file_get_size(file->path); }
+
+int32_t sizeOfOpen(const File *file) {
+  struct stat status {};
+  if (fstat(file->descriptor, &status) != 0 || status.st_size > INT32_MAX) {
+    throwMessage(MessageId::fileStatusUnknown, file->path);
+  }
+  return static_cast<int32_t>(status.st_size);
+}
+
 // Reads what stands in front. Returns the length of the encoding, which the file has behind it.
-uint32_t readHeader(File *file, Layout layout) {
+uint32_t readHeader(File *file, Layout layout, GetSize getSize) {
   if (layout == Layout::bare) {
-    return static_cast<uint32_t>(file_get_size(file->path));
+    return static_cast<uint32_t>(getSize(file));
   }
   if (layout == Layout::improved) {
     readWord(file); // the version, whatever it is
   }
   const uint32_t length = readWord(file);
-  if (file_get_size(file->path) != headerSize(layout) + length) {
+  if (getSize(file) != headerSize(layout) + length) {
     cannotRead(file, length);
   }
   return length;
 }
 
-void read(Properties *list, File *file, Layout layout) {
+void read(Properties *list, File *file, Layout layout, GetSize getSize = sizeByName) {
   errno = 0;
   sprig::inTryFrame([&] {
-    const uint32_t length = readHeader(file, layout);
+    const uint32_t length = readHeader(file, layout, getSize);
     // Zeroed, because a file that shrinks meanwhile may leave some of it unread.
     auto *data = static_cast<uint8_t *>(mg_calloc(length, 1));
     ex_delegate(data, mg_free);
@@ -119,7 +133,7 @@ void load(Properties *list, const char *path, Layout layout) {
     if (!isFileOrDirectory(file)) {
       throwMessage(MessageId::fileNotOpened, path);
     }
-    read(list, file, layout);
+    read(list, file, layout, sizeOfOpen);
   });
 }
 

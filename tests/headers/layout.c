@@ -169,3 +169,24 @@ SAME(offsetof(DirEntryEnum, flag), WORDS(3));
 SAME(sizeof(File), WORDS(2));
 SAME(offsetof(File, path), 0);
 SAME(offsetof(File, descriptor), WORDS(1));
+
+SAME(sizeof(Mstat), WORDS(5));
+SAME(offsetof(Mstat, directory), 0);
+SAME(offsetof(Mstat, distribution_id), WORDS(1));
+SAME(offsetof(Mstat, suffix), WORDS(2));
+SAME(offsetof(Mstat, file_name), sizeof(void *) == 4 ? 12 : 24);
+SAME(offsetof(Mstat, properties), sizeof(void *) == 4 ? 16 : 32);
+
+SAME(sizeof(Toc), WORDS(4));
+SAME(offsetof(Toc, count), 0);
+SAME(offsetof(Toc, segments), WORDS(1));
+SAME(offsetof(Toc, list), WORDS(2));
+SAME(offsetof(Toc, found_count), WORDS(3));
+
+SAME(sizeof(Int64Length), 8);
+SAME(offsetof(Int64Length, low), 4);
+
+SIZE(FileList, 3, 0, 12);
+SAME(offsetof(FileList, cursor), 0);
+SAME(offsetof(FileList, list), WORDS(1));
+SAME(offsetof(FileList, current), WORDS(2));

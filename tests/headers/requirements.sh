@@ -13,7 +13,7 @@ names() { nm -D "$@" | awk '{sub(/@.*/, "", $NF); print $NF}' | sort -u; }
 names --undefined-only "$library" > "$work/required"
 {
   names --defined-only "$runtime"
-  for path in $(ldd "$library" | awk '$3 ~ /^\// {print $3}'); do
+  for path in $(ldd "$library" | awk '$3 ~ /^\// {print $3} $1 ~ /^\// {print $1}'); do
     names --defined-only "$path"
   done
 } | sort -u > "$work/provided"

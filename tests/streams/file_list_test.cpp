@@ -16,8 +16,8 @@ using Names = std::vector<std::string>;
 class NameList {
 public:
   explicit NameList(const std::string &text)
-      : block_(text.c_str(), text.c_str() + text.size() + 1),
-        files_{block_.data(), block_.data(), nullptr} {}
+      : block_(text.c_str(), text.c_str() + text.size() + 1), files_{block_.data(), block_.data(),
+                                                                     nullptr} {}
 
   FileList &operator*() { return files_; }
   char *begin() { return block_.data(); }

@@ -1,5 +1,5 @@
-// What a waiting message means for a stream over files. In this program the framework's poll answers
-// what a test tells it to.
+// What a waiting message means for a stream over files. In this program the framework's poll
+// answers what a test tells it to.
 #include <cstdint>
 #include <functional>
 #include <ostream>
@@ -17,6 +17,8 @@
 #include "support/channel.h"
 #include "support/exceptions.h"
 #include "support/log.h"
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -145,8 +147,7 @@ TEST_F(Stop, IsLookedForOnce) {
 
 TEST_F(Stop, LetsWhatThePollThrowsPass) {
   answer = [](unsigned char **) -> int32_t {
-    vaThrow("Sprig2Catalog", 11, "Cannot open the file %1$s.\n", 1, "channel");
-    return 0;
+    vaThrow("Sprig2Catalog", 11, "Cannot open the file %1$s.\n", "channel");
   };
   unsigned char *holder = nullptr;
   const auto thrown = test::thrown([&] { is_stream_stopped(&holder); });
@@ -157,10 +158,10 @@ TEST_F(Stop, LetsWhatThePollThrowsPass) {
 
 TEST_F(Stop, ComesOverTheChannel) {
   std::string message;
-  put(test::frameOf(RUNTIME_MESSAGE_DATA, std::string("\3wait", 6)));
+  put(test::frameOf(RUNTIME_MESSAGE_DATA, "\3wait\0"s));
   EXPECT_EQ(madeOfWhatIsWaiting(message), -3);
   EXPECT_EQ(message, "\3wait");
-  put(test::frameOf(RUNTIME_MESSAGE_DATA, std::string("\1data", 6)));
+  put(test::frameOf(RUNTIME_MESSAGE_DATA, "\1data\0"s));
   EXPECT_EQ(madeOfWhatIsWaiting(message), 0);
   EXPECT_EQ(message, "\1data") << "data that the sender sends nevertheless are the caller's";
   EXPECT_EQ(madeOfWhatIsWaiting(message), 0);

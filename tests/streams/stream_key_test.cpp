@@ -54,8 +54,9 @@ TEST(StreamKeyOfFiles, HasNoRoomToSpare) {
 
 TEST(StreamKeyOfFiles, SaysWhetherItIsForAMobileEndpoint) {
   EXPECT_EQ(bytesOf(Key(file_stream_key_new(0, 1, "d1"))), stationary + "d1" + nul);
+  const std::string expected = mobile + "d1" + nul;
   for (const int flag : {1, 2, 3, 256, INT_MAX, -1, INT_MIN}) {
-    EXPECT_EQ(bytesOf(Key(file_stream_key_new(flag, 1, "d1"))), mobile + "d1" + nul) << flag;
+    EXPECT_EQ(bytesOf(Key(file_stream_key_new(flag, 1, "d1"))), expected) << flag;
   }
 }
 
