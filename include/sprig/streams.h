@@ -50,10 +50,11 @@ typedef struct NetStream {
   Mstat *status;                /**< Status file of a mobile stream, owned, or null. */
   Int64Length *total_length;    /**< Length of the distribution, owned, or null. */
   Int64Length *received_length; /**< Length of what has arrived and is saved, owned, or null. */
-  char *distribution_id;        /**< Of a stream over named files, the first name; not owned. */
-  File *output;                 /**< Where data are written to, owned, or null. */
-  char *key_rest;               /**< Rest of a mobile stream's key, owned, or null. */
-  Depot *depot;                 /**< The endpoint's depot, owned, or null. */
+  char *distribution_id; /**< Text of the key before the first comma; owned but for type 4, where it
+                            is in the list. */
+  File *output;          /**< Where data are written to, owned, or null. */
+  char *key_rest;        /**< Text of the key behind the first comma, owned, or null. */
+  Depot *depot;          /**< The endpoint's depot, owned, or null. */
   DepotEntryList depot_entries; /**< Entries that the stream keeps in use. */
 } NetStream;
 
@@ -82,6 +83,159 @@ SPRIG_API void stream_key_delete(StreamKey *key);
  * @return     its texts, separated by commas, in place.
  */
 SPRIG_API char *stream_key_get_data(StreamKey *key);
+
+/** @} */
+
+/**
+ * @name Opening and closing
+ * @{
+ */
+
+/**
+ * Opens a stream. Of a mobile endpoint's stream the status file is made, in memory only.
+ *
+ * @param key     the key. That of a mobile stream of types 2 and 6 to 10 is cut at the first comma
+ *                of its texts.
+ * @param handle  where the data of types 2 and 6 to 10 come from: a #FileList for types 6 to 10,
+ *                which the stream then owns; null until net_stream_save_modified_toc() finds files.
+ * @return        the stream; null for a null key and for types that cannot be opened (0, 1, 5, 11
+ *                and more). One of type 3 can be opened, but neither read nor closed.
+ */
+SPRIG_API NetStream *net_stream_open(StreamKey *key, void *handle);
+/**
+ * Closes a stream and releases it. A mobile stream's status file gets "close" and keeps its name. A
+ * stream over the endpoint's depot gives up its registrations: an entry whose last one it was goes
+ * with its files.
+ *
+ * Throws message 30 (type) for a type that cannot be closed; the stream stays.
+ *
+ * @param stream  the stream; null is ignored.
+ */
+SPRIG_API void net_stream_close(NetStream *stream);
+
+/** @} */
+
+/**
+ * @name Receiving
+ * @{
+ */
+
+/**
+ * Gives a stream the distribution's table of contents, and looks for data that are on the machine
+ * already: in the endpoint's depot (type 2), in files that the segments name (types 5 to 10), in
+ * the directories of the file "remote.dir" (7, 8), on the CD drive (6, 8), in the directory that
+ * the key names (9). When all are found, the stream reads those files: one of type 2 becomes
+ * type 10.
+ *
+ * Throws message 31 when @p list is null, 170 (path) when there is no "remote.dir", 182 (id,
+ * version) when a segment is found nowhere; for type 2 nothing that is missing is a failure, but
+ * logged.
+ *
+ * @param stream  the stream, from which nothing was read yet.
+ * @param list    descriptions of the segments; copied.
+ */
+SPRIG_API void net_stream_save_modified_toc(NetStream *stream, const PropertiesList *list);
+/**
+ * Looks for local data as net_stream_save_modified_toc() does, for types 6 to 9 and 11, and puts
+ * "data_path", "dat_file" and "size" into the descriptions. Throws message 170 and 182 as there.
+ *
+ * @param stream  the stream, which stays as it is.
+ * @param list    descriptions of the segments.
+ */
+SPRIG_API void net_stream_get_size(NetStream *stream, PropertiesList *list);
+/**
+ * Reads the next piece. The first read of a network stream sends the table of contents; that of a
+ * mobile stream begins its progress.
+ *
+ * @param stream      the stream.
+ * @param out_buffer  receives the bytes, for net_stream_free_buffer(); a command's message stays
+ *                    there, too. Null at an end.
+ * @return            the number of bytes; 0 at the end of the data, and of each file of a stream
+ *                    over files; -2 when the sender cancelled, -3 when it paused, -n for another
+ *                    command n.
+ */
+SPRIG_API int32_t net_stream_read(NetStream *stream, unsigned char **out_buffer);
+/**
+ * Releases what net_stream_read() gave.
+ *
+ * @param stream  the stream it was read from.
+ * @param buffer  the bytes; null is ignored. A network stream's data lie one byte into their block:
+ *                this is not for the message of a command, which mg_free() releases.
+ */
+SPRIG_API void net_stream_free_buffer(NetStream *stream, unsigned char *buffer);
+/**
+ * Releases an encoded table of contents.
+ *
+ * @param octets  the octets, in a block of their own; null is ignored.
+ */
+SPRIG_API void free_toc_octets(OctetList *octets);
+
+/**
+ * Looks for segments in a directory: its files "*.toc" (without a length) and then "*.itc" (in the
+ * improved layout) each describe the segment "segment"; the data are in the file of the directory
+ * that the last component of its "location" names. A file that cannot be loaded or that describes
+ * no segment is logged and passed over.
+ *
+ * @param search       the segments; each that is found gets "data_path", "dat_file" and "size".
+ * @param directory    the directory; where there is none, nothing is found.
+ * @param found_paths  receives copies of the paths of the files with the data; may be null.
+ * @return             0.
+ */
+SPRIG_API int net_stream_search_endpoint_depot(Toc *search, const char *directory,
+                                               StringList *found_paths);
+/**
+ * net_stream_search_endpoint_depot() in "/cdrom".
+ *
+ * @param search       as there.
+ * @param found_paths  as there.
+ * @return             0.
+ */
+SPRIG_API int net_stream_search_cd_drives(Toc *search, StringList *found_paths);
+
+/** @} */
+
+/**
+ * @name Sending back
+ *
+ * Data gather in the stream's buffer and go out in full buffers: to the sender over the endpoint's
+ * channel, which answers each, or of a stream of type 4 into the file `sprig/ID` in the work
+ * directory. A start or buffer that the receiver refuses ends the transfer.
+ * @{
+ */
+
+/**
+ * Begins. The receiver may choose the size of the buffers.
+ *
+ * @param stream  the stream.
+ * @return        0, the receiver's negative status, or -1 when the file of a stream of type 4
+ * cannot be made.
+ */
+SPRIG_API int32_t net_stream_write_begin(NetStream *stream);
+/**
+ * Writes.
+ *
+ * @param stream  the stream.
+ * @param data    the bytes.
+ * @param length  their number.
+ * @return        @p length, or the receiver's negative status.
+ */
+SPRIG_API int32_t net_stream_write(NetStream *stream, const void *data, int32_t length);
+/**
+ * Sends what is left, and ends.
+ *
+ * @param stream  the stream.
+ * @return        0, or the receiver's negative status.
+ */
+SPRIG_API int32_t net_stream_write_end(NetStream *stream);
+/**
+ * Sends a file, from beginning to end of a transfer.
+ *
+ * @param stream  the stream.
+ * @param path    the file's path name; fails as file_open(), file_seek() and file_read() do.
+ * @param offset  where to begin, in bytes.
+ * @return        0, or the first negative status.
+ */
+SPRIG_API int32_t net_stream_send_file(NetStream *stream, const char *path, int32_t offset);
 
 /** @} */
 
@@ -172,6 +326,24 @@ SPRIG_API void mobile_ep_init_progress(NetStream *stream);
  *                "err"; 0 does nothing.
  */
 SPRIG_API void mobile_ep_update_progress(NetStream *stream, int32_t code);
+
+/**
+ * Puts text into a mobile stream's status file, and logs it. Nothing happens for other streams,
+ * null streams and null values.
+ *
+ * @param stream    the stream.
+ * @param key_name  the key.
+ * @param value     the text.
+ */
+SPRIG_API void net_stream_update_mstat(NetStream *stream, const char *key_name, const char *value);
+/**
+ * Puts a failure into a mobile stream's status file: "err" and "err_msg". Nothing happens for other
+ * streams, null streams and null texts.
+ *
+ * @param stream      the stream.
+ * @param error_text  what failed.
+ */
+SPRIG_API void net_stream_set_status(NetStream *stream, const char *error_text);
 
 /** @} */
 

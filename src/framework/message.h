@@ -28,6 +28,8 @@ enum class MessageId : int32_t {
   fileNotSought = 23,
   fileStatusUnknown = 24,
   fileNotAccessible = 25,
+  streamNotClosed = 30,
+  tocIsNull = 31,
   clonedPathIsUnusable = 32,
   appendedNameIsUnusable = 33,
   notEncoded = 34,
@@ -35,6 +37,8 @@ enum class MessageId : int32_t {
   propertyMissing = 36,
   propertyOfOtherType = 37,
   elementNotReplaced = 39,
+  remoteDirMissing = 170,
+  segmentNotFound = 182,
 };
 
 // Throws a message; its arguments are 32-bit numbers and text, as the catalog has them.

@@ -1,16 +1,14 @@
 // The status file of a distribution: its record, and its names.
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <utility>
-
-#include <sys/stat.h>
 
 #include <sprig/files.h>
 #include <sprig/framework.h>
 #include <sprig/properties.h>
 #include <sprig/records.h>
 
+#include "files/work_directory.h"
 #include "framework/new_record.h"
 #include "records/copy.h"
 #include "records/replace_file.h"
@@ -19,7 +17,6 @@ namespace {
 
 constexpr const char *idKey = "msid";
 constexpr const char *directoryName = "mstat";
-constexpr mode_t directoryMode = 0775;
 
 // A distribution in progress, and one that is done.
 struct Kind {
@@ -31,39 +28,11 @@ constexpr Kind alternative{"ads", "adf"};
 
 void release(void *status) { mstat_free(static_cast<Mstat *>(status)); }
 
-// A block, or null.
-char *workDirectory() {
-  char *directory = mrt_get_work_dir();
-  if (directory != nullptr && *directory != '\0') {
-    return directory;
-  }
-  mg_free(directory);
-  return mg_strdup(cpl_tmpdir());
-}
-
-// A block, or null where there is no such directory.
-char *statusDirectory() {
-  char *work = workDirectory();
-  ex_delegate(work, mg_free);
-  char *corrected = CorrectPath(work, 1);
-  ex_delegate(corrected, mg_free);
-  return corrected == nullptr ? nullptr : pathname_clone_and_append(corrected, directoryName);
-}
-
-// Whether it can be used shows when a file is written.
-void makeDirectory(const char *path) {
-  struct stat status {};
-  if (stat(path, &status) != 0 && errno == ENOENT) {
-    static_cast<void>(mkdir(path, directoryMode));
-  }
-}
-
 void fill(Mstat *status, const char *distributionId, const Kind &kind) {
-  status->directory = statusDirectory();
+  status->directory = sprig::directoryInWorkDirectory(directoryName);
   if (status->directory == nullptr) {
     return;
   }
-  makeDirectory(status->directory);
   status->distribution_id = mg_strdup(distributionId);
   static_cast<void>(snprintf(status->suffix, sizeof status->suffix, "%3.3s", kind.suffix));
   status->properties = properties_new();

@@ -1,6 +1,7 @@
 // Streams over named files.
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include <fcntl.h>
 
@@ -10,40 +11,19 @@
 #include <sprig/streams.h>
 
 #include "framework/new_record.h"
+#include "streams/file_list.h"
+#include "streams/net_stream.h"
 #include "streams/segment_index.h"
 #include "streams/stream_type.h"
 
 namespace {
-
-constexpr int32_t pieceSize = 16384;
-
-void releaseFiles(void *block) {
-  auto *files = static_cast<FileList *>(block);
-  mg_free(files->list);
-  mg_free(files);
-}
-
-void releaseStream(void *block) {
-  auto *stream = static_cast<NetStream *>(block);
-  if (stream->source != nullptr) {
-    releaseFiles(stream->source);
-  }
-  mg_free(stream);
-}
-
-FileList *newFileList(const char *text) {
-  return sprig::newRecord<FileList>(releaseFiles, [&](FileList *files) {
-    files->list = mg_strdup(text);
-    files->cursor = files->list;
-  });
-}
 
 // Leaves no file open where it cannot be read from there.
 File *openAt(const char *name, int32_t offset) {
   File *file = nullptr;
   sprig::inTryFrame([&] {
     file = file_open(name, O_RDONLY);
-    ex_delegate(file, [](void *opened) { file_delete(static_cast<File *>(opened)); });
+    ex_delegate(file, [](void *opened) { sprig::closeAndRelease(static_cast<File *>(opened)); });
     if (offset != 0) {
       file_seek(file, offset);
     }
@@ -70,33 +50,14 @@ bool openNext(FileList *files, const PropertiesList *segments) {
   return false;
 }
 
-void closeCurrent(FileList *files) {
-  if (files->current != nullptr) {
-    file_delete(files->current);
-    files->current = nullptr;
-  }
-}
-
 } // namespace
-
-char *get_next_file(FileList *files) {
-  char *name = files->cursor;
-  if (name != nullptr) {
-    char *comma = strchr(name, ',');
-    files->cursor = comma == nullptr ? nullptr : comma + 1;
-    if (comma != nullptr) {
-      *comma = '\0';
-    }
-  }
-  return name;
-}
 
 NetStream *file_stream_open(const char *text) {
   sprig::forgetSegments();
-  return sprig::newRecord<NetStream>(releaseStream, [&](NetStream *stream) {
-    FileList *files = newFileList(text);
+  return sprig::newRecord<NetStream>(sprig::releaseStream, [&](NetStream *stream) {
+    FileList *files = sprig::newFileList(text);
     stream->type = sprig::namedFiles;
-    stream->read_size = pieceSize;
+    stream->read_size = sprig::pieceSize;
     stream->source = files;
     stream->distribution_id = get_next_file(files);
   });
@@ -107,6 +68,9 @@ int32_t file_stream_read(NetStream *stream, unsigned char **out_buffer) {
   const auto size = static_cast<size_t>(stream->read_size);
   int32_t count = 0;
   *out_buffer = nullptr;
+  if (files == nullptr) {
+    return 0;
+  }
   sprig::inTryFrame([&] {
     auto *buffer = static_cast<unsigned char *>(mg_malloc(size));
     ex_delegate(buffer, mg_free);
@@ -118,7 +82,7 @@ int32_t file_stream_read(NetStream *stream, unsigned char **out_buffer) {
       ex_undelegate(buffer, 0);
       *out_buffer = buffer;
     } else {
-      closeCurrent(files);
+      sprig::closeAndRelease(std::exchange(files->current, nullptr));
     }
   });
   return count;

@@ -67,7 +67,3 @@ char *stream_key_get_data(StreamKey *key) {
   const uint32_t offset = key->buffer[0] == sprig::namedFiles ? textOffset : textOffset - 1;
   return reinterpret_cast<char *>(key->buffer) + offset;
 }
-
-int is_mobile_ep(const StreamKey *key) {
-  return sprig::canBeMobile(key->buffer[0]) && key->buffer[2] == isMobile ? 1 : 0;
-}

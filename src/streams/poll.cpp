@@ -1,11 +1,9 @@
 #include <sprig/framework.h>
 #include <sprig/streams.h>
 
-namespace {
+#include "streams/command.h"
 
-enum Command : unsigned char { cancel = 2, pause = 3 };
-
-} // namespace
+using sprig::Command;
 
 int is_stream_stopped(unsigned char **message_holder) {
   if (ep_sprig_poll(message_holder) == 0 || message_holder == nullptr ||
@@ -13,12 +11,12 @@ int is_stream_stopped(unsigned char **message_holder) {
     return 0;
   }
   switch (**message_holder) {
-  case cancel:
+  case Command::cancel:
     LogQ("from_file distribution has been canceled");
-    return -cancel;
-  case pause:
+    return -Command::cancel;
+  case Command::pause:
     LogQ("from_file distribution has been paused");
-    return -pause;
+    return -Command::pause;
   default:
     return 0;
   }

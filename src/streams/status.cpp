@@ -1,6 +1,9 @@
 #include "streams/status.h"
 
+#include <utility>
+
 #include <sprig/framework.h>
+#include <sprig/properties.h>
 #include <sprig/records.h>
 
 #include "framework/try_frame.h"
@@ -20,11 +23,54 @@ const char *idOf(const NetStream &stream) {
   return stream.status == nullptr ? "" : stream.status->distribution_id;
 }
 
+bool isMobile(const NetStream *stream) { return stream != nullptr && stream->mobile != 0; }
+
 } // namespace
+
+void sprig::putFlag(NetStream *stream, const char *key, bool value) {
+  if (stream->status != nullptr) {
+    properties_put_boolean_dup(mstat_get_properties(stream->status), key, value ? 1 : 0);
+  }
+}
+
+void sprig::putText(NetStream *stream, const char *key, const char *value) {
+  if (stream->status != nullptr) {
+    properties_put_string_dup(mstat_get_properties(stream->status), key, value);
+  }
+}
+
+void sprig::putLength(NetStream *stream, const char *key, const Int64Length *length) {
+  inTryFrame([&] {
+    char *text = int64_length_to_string(length);
+    ex_delegate(text, mg_free);
+    putText(stream, key, text);
+  });
+}
 
 void sprig::saveStatus(NetStream *stream, UnsavedBlanks blanks) {
   if (!isSaved(stream->status)) {
     LogQ("sprig: Couldn't write progress file for distribution%*s%s\n", int{blanks}, "",
          idOf(*stream));
+  }
+}
+
+void sprig::resetLength(Int64Length *&length) {
+  int64_length_delete(std::exchange(length, nullptr));
+  length = int64_length_new();
+}
+
+void net_stream_update_mstat(NetStream *stream, const char *key_name, const char *value) {
+  if (isMobile(stream) && key_name != nullptr && value != nullptr) {
+    sprig::putText(stream, key_name, value);
+    sprig::saveStatus(stream, sprig::valueBlanks);
+    LogQ("sprig: update mstat key=%s, value=%s\n", key_name, value);
+  }
+}
+
+void net_stream_set_status(NetStream *stream, const char *error_text) {
+  if (isMobile(stream) && error_text != nullptr) {
+    sprig::putFlag(stream, sprig::errorKey, true);
+    sprig::putText(stream, sprig::errorTextKey, error_text);
+    sprig::saveStatus(stream, sprig::errorBlanks);
   }
 }
