@@ -39,7 +39,8 @@ bool isSame(const DepotEntry &a, const DepotEntry &b) {
          strcmp(a.location, b.location) == 0 && a.reference_count == b.reference_count &&
          a.state == b.state && a.checksum == b.checksum && a.deadline == b.deadline &&
          b.properties_length == (a.properties_length + 2) / 3 * 3 &&
-         PalMemoryCmp(a.properties, b.properties, a.properties_length) == 0;
+         (a.properties_length == 0 ||
+          PalMemoryCmp(a.properties, b.properties, a.properties_length) == 0);
 }
 
 // Writes a record that was read, and reads it again.

@@ -130,14 +130,14 @@ int32_t file_seek(File *file, int32_t offset) {
 
 int32_t file_get_size(const char *path) {
   struct stat status {};
-  if (stat(path, &status) != 0 || status.st_size > INT32_MAX) {
+  if (path == nullptr || stat(path, &status) != 0 || status.st_size > INT32_MAX) {
     throwMessage(MessageId::fileStatusUnknown, path);
   }
   return static_cast<int32_t>(status.st_size);
 }
 
 int file_access(const char *path, int mode) {
-  if (access(path, mode) != 0) {
+  if (path == nullptr || access(path, mode) != 0) {
     throwMessage(MessageId::fileNotAccessible, path, mode);
   }
   return 0;
@@ -145,7 +145,7 @@ int file_access(const char *path, int mode) {
 
 int32_t file_get_mtime(const char *path) {
   struct stat status {};
-  if (stat(path, &status) != 0) {
+  if (path == nullptr || stat(path, &status) != 0) {
     return -1;
   }
   return static_cast<int32_t>(std::clamp<int64_t>(status.st_mtime, INT32_MIN, INT32_MAX));

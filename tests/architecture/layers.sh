@@ -12,8 +12,8 @@ src/depot          depot|encoding|posix           api pal encoding depot framewo
 src/framework      framework                      api framework exceptions types
 src/files          files|framework                api framework exceptions files
 src/properties     properties|framework           api framework types files properties
-src/records        records|framework              api framework types files properties records
-src/streams        streams|records|framework      api framework types files properties records depot streams pal
+src/records        records|files|framework              api framework types files properties records
+src/streams        streams|files|records|framework      api framework types files properties records depot streams pal
 runtime/memory     memory|exceptions              api framework
 runtime/exceptions exceptions|values|memory       api framework
 runtime/values     values|exceptions|memory       api framework

@@ -32,7 +32,7 @@ compile() {
     *.cpp) compiler="$cxx $cxxflags -std=c++17" ;;
   esac
   # shellcheck disable=SC2086
-  $compiler -Wall -Wextra -Werror -I"$project/include" "$@"
+  $compiler -Wall -Wextra -Werror -D_FILE_OFFSET_BITS=64 -I"$project/include" "$@"
 }
 
 # A part of a program: declarations, or statements like those in a function.

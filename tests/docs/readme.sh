@@ -8,7 +8,7 @@ trap 'rm -rf "$work"' EXIT
 sed -n '/^```c$/,/^```$/p' "$project/README.md" | grep -v '^```' > "$work/note.c"
 cd "$work"
 # shellcheck disable=SC2086
-$cc $flags -std=c11 -Wall -Wextra -Werror -I"$project/include" note.c "$library" "$runtime" \
+$cc $flags -std=c11 -Wall -Wextra -Werror -D_FILE_OFFSET_BITS=64 -I"$project/include" note.c "$library" "$runtime" \
   -Wl,-rpath,"$(dirname "$library")" -Wl,-rpath,"$(dirname "$runtime")" -o note
 ./note
 grep -qx 'from the portable runtime' note.txt
