@@ -695,7 +695,8 @@ SPRIG_RUNTIME_API int32_t ep_sprig_recv(unsigned char **message, const OctetList
 /**
  * Takes a message that is waiting. Never blocks.
  *
- * @param message  receives the message, as in ep_sprig_recv(), or null.
+ * @param message  receives the message, as in ep_sprig_recv(), or null. Where this is null itself,
+ *                 nothing is taken.
  * @return         length of the message in bytes, or 0 when none is waiting.
  */
 SPRIG_RUNTIME_API int32_t ep_sprig_poll(unsigned char **message);

@@ -498,8 +498,8 @@ typedef struct Mstat {
  */
 SPRIG_API Mstat *mstat_new(const char *distribution_id, int alternative);
 /**
- * Replaces the properties with those of the file. Throws what properties_load_without_len() does,
- * and leaves them as they are then.
+ * Replaces the properties with those of the file. Throws what find_dist_fname() and
+ * properties_load_without_len() do, and leaves them as they are then.
  *
  * @param status  the record.
  * @return        0, or -1 where the file has no name.
@@ -508,7 +508,7 @@ SPRIG_API int mstat_load(Mstat *status);
 /**
  * Writes the properties to the file, with the distribution's id as "msid" where they have none.
  * Readers in other processes find the old file or the new one, never half of it, unless no file can
- * be made beside it. Throws what properties_save_without_len() does.
+ * be made beside it. Throws what find_dist_fname() and properties_save_without_len() do.
  *
  * @param status  the record.
  * @return        0, or -1 where the file has no name.
@@ -516,7 +516,7 @@ SPRIG_API int mstat_load(Mstat *status);
 SPRIG_API int mstat_save(Mstat *status);
 /**
  * Gives the file the name of one whose distribution is done: "mdf" or "adf" at the end. A name in
- * which the suffix turns up earlier keeps its name.
+ * which the suffix turns up earlier keeps its name. Throws what find_dist_fname() does.
  *
  * @param status  the record, which goes on with the new name.
  */

@@ -125,7 +125,8 @@ SPRIG_API void net_stream_close(NetStream *stream);
  * already: in the endpoint's depot (type 2), in files that the segments name (types 5 to 10), in
  * the directories of the file "remote.dir" (7, 8), on the CD drive (6, 8), in the directory that
  * the key names (9). When all are found, the stream reads those files: one of type 2 becomes
- * type 10.
+ * type 10. A file with a comma in its path cannot be read so: it counts as not found, and is
+ * logged.
  *
  * Throws message 31 when @p list is null, 170 (path) when there is no "remote.dir", 182 (id,
  * version) when a segment is found nowhere; for type 2 nothing that is missing is a failure, but

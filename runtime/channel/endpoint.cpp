@@ -105,6 +105,9 @@ int32_t ep_sprig_recv(unsigned char **message, const OctetList *toc) {
 }
 
 int32_t ep_sprig_poll(unsigned char **message) {
+  if (message == nullptr) {
+    return 0; // there is nowhere to put one
+  }
   *message = nullptr;
   Channel &channel = openChannel();
   RuntimeMessage received{};

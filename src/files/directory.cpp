@@ -17,7 +17,7 @@ void releaseDir(void *dir) { dir_delete(static_cast<Dir *>(dir)); }
 
 void releaseEntries(void *entries) { dir_entry_enum_delete(static_cast<DirEntryEnum *>(entries)); }
 
-constexpr mode_t forOwner = 0700;
+constexpr mode_t directoryMode = 0700;
 
 } // namespace
 
@@ -86,7 +86,7 @@ int dir_create_directory(const char *path) {
   if (path == nullptr) {
     throwMessage(MessageId::directoryIsNull);
   }
-  if (!sprig::isPathName(path) || mkdir(path, forOwner) != 0) {
+  if (!sprig::isPathName(path) || mkdir(path, directoryMode) != 0) {
     throwMessage(MessageId::directoryNotCreated, path);
   }
   return 0;

@@ -10,6 +10,7 @@
 #include <sprig/files.h>
 #include <sprig/framework.h>
 
+#include "files/file.h"
 #include "files/pathname.h"
 #include "framework/message.h"
 #include "framework/new_record.h"
@@ -54,6 +55,20 @@ bool isLength(int32_t length) {
 }
 
 } // namespace
+
+void sprig::closeAndRelease(void *block) {
+  auto *file = static_cast<File *>(block);
+  if (file == nullptr) {
+    return;
+  }
+  char path[pathSize]; // outlives the record
+  static_cast<void>(snprintf(path, sizeof path, "%s", file->path));
+  const bool isClosed = file_is_open(file) == 0 || close(file->descriptor) == 0;
+  release(file);
+  if (!isClosed) {
+    throwMessage(MessageId::fileNotClosed, path);
+  }
+}
 
 File *file_open(const char *path, int flags) {
   File *file = openFile(path, flags, 0);

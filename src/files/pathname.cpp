@@ -50,13 +50,15 @@ void pathname_remove_separator(char *path) {
 }
 
 char *pathname_append(char *path, const char *name) {
+  const size_t nameLength = name == nullptr ? 0 : strlen(name); // it may be a part of the path
   pathname_append_separator(path);
   const size_t length = strlen(path);
   const bool isSeparated = length > 0 && path[length - 1] == '/';
-  if (name == nullptr || !isSeparated || strlen(name) >= sprig::pathSize - length) {
+  if (name == nullptr || !isSeparated || nameLength >= sprig::pathSize - length) {
     throwMessage(MessageId::appendedNameIsUnusable);
   }
-  memcpy(path + length, name, strlen(name) + 1);
+  memmove(path + length, name, nameLength);
+  path[length + nameLength] = '\0';
   return path;
 }
 

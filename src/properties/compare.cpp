@@ -12,11 +12,18 @@
 
 namespace {
 
-// Whether a pointer to text can lie at the start of a value.
-bool canBeText(TypeCode type) {
-  while (type != nullptr && type->kind == TYPE_KIND_ALIAS) {
-    type = type->members[0].type;
+// What lies at the start of a value, whatever it is a part of; null where that is not known.
+TypeCode firstPartOf(TypeCode type) {
+  while (type != nullptr && (type->kind == TYPE_KIND_ALIAS || type->kind == TYPE_KIND_STRUCT ||
+                             type->kind == TYPE_KIND_EXCEPTION)) {
+    type = type->member_count == 0 ? TC_octet : type->members[0].type;
   }
+  return type;
+}
+
+// Whether a pointer to text can lie at the start of a value.
+bool canBeText(TypeCode wholeType) {
+  TypeCode type = firstPartOf(wholeType);
   switch (type == nullptr ? TYPE_KIND_STRING : type->kind) {
   case TYPE_KIND_SHORT:
   case TYPE_KIND_LONG:

@@ -1,4 +1,6 @@
 // Lists in files, in three layouts that differ in what stands in front of the encoding.
+#include "properties/files.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
@@ -10,6 +12,7 @@
 #include <sprig/framework.h>
 #include <sprig/properties.h>
 
+#include "files/file.h"
 #include "framework/message.h"
 #include "framework/try_frame.h"
 
@@ -24,7 +27,7 @@ enum class Layout { bare, withLength, improved };
 using Word = uint32_t;
 
 constexpr Word version = 1; // of the improved layout
-constexpr mode_t forOwner = 0600;
+constexpr mode_t fileMode = 0600;
 
 int64_t headerSize(Layout layout) {
   return layout == Layout::bare         ? 0
@@ -46,6 +49,7 @@ void write(const Properties *list, File *file, Layout layout) {
     if (layout != Layout::bare) {
       writeWord(file, length);
     }
+    // No single write takes more than that, so that a longer one fails.
     file_write(file, data, static_cast<int32_t>(std::min<uint32_t>(length, INT32_MAX)));
   });
 }
@@ -107,13 +111,11 @@ void read(Properties *list, File *file, Layout layout, GetSize getSize = sizeByN
 }
 
 // The file is closed with the frame.
-void delegate(File *file) {
-  ex_delegate(file, [](void *record) { file_delete(static_cast<File *>(record)); });
-}
+void delegate(File *file) { ex_delegate(file, sprig::closeAndRelease); }
 
 void save(const Properties *list, const char *path, Layout layout) {
   sprig::inTryFrame([&] {
-    File *file = file_create(path, O_WRONLY | O_TRUNC, forOwner);
+    File *file = file_create(path, O_WRONLY | O_TRUNC, fileMode);
     delegate(file);
     write(list, file, layout);
   });
@@ -138,6 +140,8 @@ void load(Properties *list, const char *path, Layout layout) {
 }
 
 } // namespace
+
+void sprig::writeEncoded(const Properties *list, File *file) { write(list, file, Layout::bare); }
 
 void properties_write(const Properties *list, File *file) { write(list, file, Layout::withLength); }
 void properties_write_improved(const Properties *list, File *file) {

@@ -1,8 +1,6 @@
 #include "records/replace_file.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +14,7 @@
 #include <sprig/properties.h>
 
 #include "framework/try_frame.h"
+#include "properties/files.h"
 
 namespace {
 
@@ -31,13 +30,16 @@ struct Replacement {
 // A plain file that nobody knows by another name; one that has no name any more was replaced by
 // somebody else just now. Links, devices and the like are written to.
 bool canBeReplaced(const struct stat &old, const char *path) {
-  return S_ISREG(old.st_mode) && old.st_nlink <= 1 && access(path, W_OK) == 0;
+  return S_ISREG(old.st_mode) && old.st_nlink <= 1 &&
+         faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) == 0;
 }
 
-// Whether the new file can have what the old one has.
-bool takesOver(int descriptor, const struct stat &old) {
+// Gives the new file the owner and permissions of the old one. False where that cannot be done.
+bool takeOver(int descriptor, const struct stat &old) {
   struct stat made {};
-  return fstat(descriptor, &made) == 0 && made.st_uid == old.st_uid && made.st_gid == old.st_gid &&
+  const bool isSame =
+      fstat(descriptor, &made) == 0 && made.st_uid == old.st_uid && made.st_gid == old.st_gid;
+  return (isSame || fchown(descriptor, old.st_uid, old.st_gid) == 0) &&
          fchmod(descriptor, old.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO)) == 0;
 }
 
@@ -53,7 +55,7 @@ void discard(void *block) {
 }
 
 // Makes the file beside the old one, if there is one. False where that cannot be done.
-bool begin(Replacement &replacement, const char *path) {
+bool makeBeside(Replacement &replacement, const char *path) {
   struct stat old {};
   const bool isNew = lstat(path, &old) != 0 && errno == ENOENT;
   const size_t size = strlen(path) + strlen(temporarySuffix) + 1;
@@ -66,10 +68,10 @@ bool begin(Replacement &replacement, const char *path) {
   const int descriptor = mkostemp(replacement.temporary, O_CLOEXEC);
   replacement.file = {const_cast<char *>(path), descriptor};
   replacement.isThere = descriptor != -1;
-  return replacement.isThere && (isNew || takesOver(descriptor, old));
+  return replacement.isThere && (isNew || takeOver(descriptor, old));
 }
 
-bool finish(Replacement &replacement) {
+bool putInPlace(Replacement &replacement) {
   const bool isWhole = close(replacement.file.descriptor) == 0;
   replacement.file.descriptor = -1;
   const bool isReplaced = isWhole && rename(replacement.temporary, replacement.file.path) == 0;
@@ -83,14 +85,9 @@ void sprig::replaceFile(const Properties *list, const char *path) {
   bool isReplaced = false;
   Replacement replacement{{nullptr, -1}, nullptr, false};
   inTryFrame([&] {
-    uint8_t *data = nullptr;
-    uint32_t length = 0;
-    if (begin(replacement, path)) {
-      properties_encode(TC_NEX_Sprig2_Properties, list, &data, &length);
-      ex_delegate(data, mg_free);
-      file_write(&replacement.file, data,
-                 static_cast<int32_t>(std::min<uint32_t>(length, INT32_MAX)));
-      isReplaced = finish(replacement);
+    if (makeBeside(replacement, path)) {
+      writeEncoded(list, &replacement.file);
+      isReplaced = putInPlace(replacement);
     }
   });
   if (!isReplaced) {

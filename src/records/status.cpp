@@ -47,7 +47,7 @@ bool hasId(const Properties *properties) {
   return index != -1 && TypeCode_equal(properties->buffer[index].value.type, TC_string) != 0;
 }
 
-bool hasFileName(Mstat *status) {
+bool formFileName(Mstat *status) {
   if (status->file_name == nullptr) {
     status->file_name = find_dist_fname(status->directory, status->distribution_id, status->suffix);
   }
@@ -83,7 +83,7 @@ Mstat *mstat_new(const char *distribution_id, int alternative_flag) {
 }
 
 int mstat_load(Mstat *status) {
-  if (!hasFileName(status)) {
+  if (!formFileName(status)) {
     return -1;
   }
   Properties loaded{};
@@ -99,7 +99,7 @@ int mstat_save(Mstat *status) {
   if (!hasId(status->properties)) {
     properties_put_string_dup(status->properties, idKey, status->distribution_id);
   }
-  if (!hasFileName(status)) {
+  if (!formFileName(status)) {
     return -1;
   }
   sprig::replaceFile(status->properties, status->file_name);
@@ -107,7 +107,7 @@ int mstat_save(Mstat *status) {
 }
 
 void mstat_done(Mstat *status) {
-  if (!hasFileName(status)) {
+  if (!formFileName(status)) {
     return;
   }
   char *name = pathname_clone(status->file_name);

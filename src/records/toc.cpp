@@ -1,4 +1,5 @@
 #include <cstdint>
+#include <utility>
 
 #include <sprig/framework.h>
 #include <sprig/properties.h>
@@ -15,12 +16,12 @@ void releaseBorrowing(void *toc) {
   mg_free(toc);
 }
 
-void releaseLists(void *list) {
+void releaseListOfLists(void *list) {
   properties_list_delete(static_cast<PropertiesList *>(list));
   mg_free(list);
 }
 
-// Copies a list, or as much of it as can be copied.
+// A copy of a list; empty where it cannot be copied.
 PropertiesList *copyOf(const PropertiesList *list) {
   Environment environment{};
   PropertiesList *copy = properties_list_new();
@@ -34,7 +35,7 @@ template <typename MakeList> Toc *readFrom(MakeList &&makeList) {
   Toc *toc = nullptr;
   sprig::inTryFrame([&] {
     PropertiesList *list = makeList();
-    ex_delegate(list, releaseLists);
+    ex_delegate(list, releaseListOfLists);
     toc = toc_from_properties(list);
     ex_undelegate(list, 0);
   });
@@ -65,7 +66,9 @@ Toc *toc_new_from_properties(const PropertiesList *list) {
 }
 
 Toc *toc_clone(const Toc *toc) {
-  return toc == nullptr ? nullptr : readFrom([&] { return properties_list_clone(toc->list); });
+  return toc == nullptr || toc->list == nullptr
+             ? nullptr
+             : readFrom([&] { return properties_list_clone(toc->list); });
 }
 
 void toc_free_buffer(Toc *toc) {
@@ -76,13 +79,14 @@ void toc_free_buffer(Toc *toc) {
     mg_free(toc->segments[i]->data_block);
     mg_free(toc->segments[i]);
   }
-  mg_free(toc->segments);
+  mg_free(std::exchange(toc->segments, nullptr));
+  toc->count = 0;
 }
 
 void toc_delete(Toc *toc) {
   if (toc != nullptr) {
     toc_free_buffer(toc);
-    releaseLists(toc->list);
+    releaseListOfLists(toc->list);
     mg_free(toc);
   }
 }

@@ -1,6 +1,7 @@
 #include "streams/depot_source.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include <sys/stat.h>
 
@@ -69,24 +70,36 @@ bool openDepot(NetStream *stream, const char *directory) {
   return true;
 }
 
-// Two segments may be the same entry.
-void hold(NetStream *stream, DepotEntry *entry) {
-  const DepotEntryList &held = stream->depot_entries;
+// Two segments may be the same entry, which is held once.
+DepotEntry *heldEntry(const DepotEntryList &held, const Segment *segment) {
   DepotEntry **end = held.buffer + held.length;
-  if (std::find(held.buffer, end, entry) == end) {
-    static_cast<void>(DepotEntryChangeState(stream->depot, entry, DEPOT_ENTRY_COMPLETE));
-    seq_add(&stream->depot_entries, &entry, sizeof(DepotEntry *));
+  DepotEntry **found = std::find_if(held.buffer, end, [&](const DepotEntry *entry) {
+    return strcmp(entry->id, segment->id) == 0 && strcmp(entry->version, segment->version) == 0;
+  });
+  return found == end ? nullptr : *found;
+}
+
+// Null where the depot does not have the segment completely.
+DepotEntry *hold(NetStream *stream, const Segment *segment) {
+  if (DepotEntry *held = heldEntry(stream->depot_entries, segment)) {
+    return held;
   }
+  DepotEntry *entry = DepotGetEntry(stream->depot, segment->id, segment->version);
+  if (entry == nullptr || entry->state != DEPOT_ENTRY_COMPLETE) {
+    return nullptr;
+  }
+  static_cast<void>(DepotEntryChangeState(stream->depot, entry, DEPOT_ENTRY_COMPLETE));
+  seq_add(&stream->depot_entries, &entry, sizeof(DepotEntry *));
+  return entry;
 }
 
 // False where the depot does not have the segment.
 bool findSegment(NetStream *stream, Toc *toc, Segment *segment, StringList *foundPaths) {
-  DepotEntry *entry = DepotGetEntry(stream->depot, segment->id, segment->version);
-  if (entry == nullptr || entry->state != DEPOT_ENTRY_COMPLETE) {
+  const DepotEntry *entry = hold(stream, segment);
+  if (entry == nullptr) {
     LogQ("sprig: Unable to find entry for segment %s^%s.", segment->id, segment->version);
     return false;
   }
-  hold(stream, entry);
   struct stat status {};
   if (entry->location == nullptr || stat(entry->location, &status) != 0) {
     LogQ("sprig: Stat of %s failed.", entry->location == nullptr ? "" : entry->location);

@@ -1,21 +1,14 @@
 #include "streams/file_list.h"
 
 #include <cstring>
-#include <utility>
 
 #include <sprig/files.h>
 #include <sprig/framework.h>
 
+#include "files/file.h"
 #include "framework/new_record.h"
 
 namespace {
-
-// What could not be closed cannot be closed again.
-void releaseRecord(void *block) {
-  auto *file = static_cast<File *>(block);
-  file->descriptor = -1;
-  file_delete(file);
-}
 
 void releaseNames(void *block) {
   auto *files = static_cast<FileList *>(block);
@@ -33,25 +26,11 @@ FileList *sprig::newFileList(const char *text) {
 }
 
 void sprig::releaseFileList(void *block) {
-  if (block == nullptr) {
-    return;
+  if (block != nullptr) {
+    File *current = static_cast<FileList *>(block)->current;
+    releaseNames(block);
+    closeAndRelease(current);
   }
-  inTryFrame([&] {
-    ex_delegate(block, releaseNames);
-    closeAndRelease(std::exchange(static_cast<FileList *>(block)->current, nullptr));
-  });
-}
-
-void sprig::closeAndRelease(File *file) {
-  if (file == nullptr) {
-    return;
-  }
-  inTryFrame([&] {
-    ex_delegate(file, releaseRecord);
-    if (file_is_open(file) != 0) {
-      file_close(file);
-    }
-  });
 }
 
 char *get_next_file(FileList *files) {

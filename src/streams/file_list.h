@@ -12,9 +12,6 @@ FileList *newFileList(const char *text);
 // Releases a list with the file that is open. Null is ignored.
 void releaseFileList(void *block);
 
-// Closes a file and releases its record, also where closing throws.
-void closeAndRelease(File *file);
-
 } // namespace sprig
 
 #endif

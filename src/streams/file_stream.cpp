@@ -1,15 +1,19 @@
 // Streams over named files.
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <utility>
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <sprig/files.h>
 #include <sprig/framework.h>
 #include <sprig/properties.h>
 #include <sprig/streams.h>
 
+#include "files/file.h"
+#include "framework/message.h"
 #include "framework/new_record.h"
 #include "streams/file_list.h"
 #include "streams/net_stream.h"
@@ -23,7 +27,7 @@ File *openAt(const char *name, int32_t offset) {
   File *file = nullptr;
   sprig::inTryFrame([&] {
     file = file_open(name, O_RDONLY);
-    ex_delegate(file, [](void *opened) { sprig::closeAndRelease(static_cast<File *>(opened)); });
+    ex_delegate(file, sprig::closeAndRelease);
     if (offset != 0) {
       file_seek(file, offset);
     }
@@ -50,10 +54,23 @@ bool openNext(FileList *files, const PropertiesList *segments) {
   return false;
 }
 
+// Reads into a block, with zeros behind what was read. Releases it where the file cannot be read: a
+// try frame would take longer than allocating and releasing the block.
+int32_t readPiece(const File *file, unsigned char *piece, int32_t size) {
+  const ssize_t count = read(file->descriptor, piece, static_cast<size_t>(size));
+  if (count == -1) {
+    const int error = errno;
+    mg_free(piece);
+    sprig::throwMessage(sprig::MessageId::fileNotRead, file->path, size, error);
+  }
+  memset(piece + count, 0, static_cast<size_t>(size - count));
+  return static_cast<int32_t>(count);
+}
+
 } // namespace
 
 NetStream *file_stream_open(const char *text) {
-  sprig::forgetSegments();
+  sprig::forgetSegments(nullptr); // lists of streams that were released by hand
   return sprig::newRecord<NetStream>(sprig::releaseStream, [&](NetStream *stream) {
     FileList *files = sprig::newFileList(text);
     stream->type = sprig::namedFiles;
@@ -65,25 +82,17 @@ NetStream *file_stream_open(const char *text) {
 
 int32_t file_stream_read(NetStream *stream, unsigned char **out_buffer) {
   auto *files = static_cast<FileList *>(stream->source);
-  const auto size = static_cast<size_t>(stream->read_size);
-  int32_t count = 0;
   *out_buffer = nullptr;
-  if (files == nullptr) {
+  if (files == nullptr || (files->current == nullptr && !openNext(files, stream->segments))) {
     return 0;
   }
-  sprig::inTryFrame([&] {
-    auto *buffer = static_cast<unsigned char *>(mg_malloc(size));
-    ex_delegate(buffer, mg_free);
-    if (files->current != nullptr || openNext(files, stream->segments)) {
-      count = file_read(files->current, buffer, stream->read_size);
-    }
-    if (count > 0) {
-      memset(buffer + count, 0, size - static_cast<size_t>(count));
-      ex_undelegate(buffer, 0);
-      *out_buffer = buffer;
-    } else {
-      sprig::closeAndRelease(std::exchange(files->current, nullptr));
-    }
-  });
+  auto *piece = static_cast<unsigned char *>(mg_malloc(static_cast<size_t>(stream->read_size)));
+  const int32_t count = readPiece(files->current, piece, stream->read_size);
+  if (count > 0) {
+    *out_buffer = piece;
+  } else {
+    mg_free(piece);
+    sprig::closeAndRelease(std::exchange(files->current, nullptr));
+  }
   return count;
 }

@@ -18,13 +18,16 @@ constexpr uint8_t isNotMobile = 2;
 
 void release(void *key) { stream_key_delete(static_cast<StreamKey *>(key)); }
 
-// Bytes of the texts, each with a comma or NUL behind it.
-uint32_t sizeOf(int count, va_list texts) {
-  uint32_t size = 0;
+// Length of a key with texts, each with a comma or NUL behind it.
+uint32_t lengthWith(int count, va_list texts) {
+  uint64_t length = textOffset;
   for (int i = 0; i < count; ++i) {
-    size += static_cast<uint32_t>(strlen(va_arg(texts, const char *))) + 1;
+    length += uint64_t{strlen(va_arg(texts, const char *))} + 1;
   }
-  return size;
+  if (length > UINT32_MAX) {
+    vaThrow(nullptr, 0, "A stream key cannot have more than %1$u bytes.\n", UINT32_MAX);
+  }
+  return static_cast<uint32_t>(length);
 }
 
 void write(uint8_t *place, int count, va_list texts) {
@@ -43,7 +46,7 @@ StreamKey *file_stream_key_new(int mobile, int count, ...) {
   va_list sameTexts;
   va_copy(sameTexts, texts);
   StreamKey *key = sprig::newRecord<StreamKey>(release, [&](StreamKey *made) {
-    const uint32_t length = sizeOf(count, texts) + textOffset;
+    const uint32_t length = lengthWith(count, texts);
     made->buffer = static_cast<uint8_t *>(mg_calloc(1, length + size_t{1}));
     made->maximum = made->length = length;
     made->buffer[0] = sprig::namedFiles;

@@ -144,7 +144,7 @@ bool isComplete(const PropertiesList *list) {
 void saveTotal(NetStream *stream) {
   mobile_ep_init_progress(stream);
   sprig::putLength(stream, sprig::receivedKey, stream->total_length);
-  sprig::saveStatus(stream, sprig::progressBlanks);
+  sprig::saveStatus(stream, sprig::progressNotSaved);
 }
 
 } // namespace

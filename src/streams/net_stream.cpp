@@ -9,6 +9,7 @@
 #include <sprig/properties.h>
 #include <sprig/records.h>
 
+#include "files/file.h"
 #include "framework/message.h"
 #include "framework/new_record.h"
 #include "streams/file_list.h"
@@ -128,8 +129,8 @@ void sprig::releaseDepot(NetStream *stream) {
 }
 
 void sprig::setSegments(NetStream *stream, PropertiesList *segments) {
-  forgetSegments();
   if (PropertiesList *old = std::exchange(stream->segments, segments)) {
+    forgetSegments(old);
     properties_list_delete(old);
     seq_free(old);
   }
@@ -160,7 +161,6 @@ NetStream *net_stream_open(StreamKey *key, void *handle) {
   if (key == nullptr || key->buffer == nullptr || key->length == 0) {
     return nullptr;
   }
-  sprig::forgetSegments();
   NetStream *stream = open(key, handle);
   if (stream != nullptr) {
     stream->timeout = timeout;
@@ -182,7 +182,7 @@ void net_stream_close(NetStream *stream) {
     }
     if (stream->mobile != 0) {
       sprig::putFlag(stream, sprig::closeKey, true);
-      sprig::saveStatus(stream, sprig::closeBlanks);
+      sprig::saveStatus(stream, sprig::closeNotSaved);
     }
     closeSource(stream);
   });

@@ -1,6 +1,7 @@
 // Progress of mobile endpoints, kept in the stream's status file.
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 
 #include <sprig/properties.h>
 #include <sprig/records.h>
@@ -11,7 +12,8 @@
 
 namespace {
 
-constexpr uint8_t mobileMark = 1; // third byte of a key
+constexpr uint32_t markOffset = 2; // in a key
+constexpr uint8_t mobileMark = 1;
 constexpr int32_t unsavedAtMost = 10240;
 
 int32_t sum(int32_t a, int32_t b) {
@@ -29,16 +31,20 @@ void saveReceived(NetStream *stream) {
   int64_length_add(stream->received_length, stream->unsaved);
   stream->unsaved = 0;
   sprig::putLength(stream, sprig::receivedKey, stream->received_length);
-  sprig::saveStatus(stream, sprig::progressBlanks);
+  sprig::saveStatus(stream, sprig::progressNotSaved);
 }
 
 } // namespace
 
 int is_mobile_ep(const StreamKey *key) {
-  return sprig::can(key->buffer[0], sprig::mobile) && key->buffer[2] == mobileMark ? 1 : 0;
+  return key->length > markOffset && sprig::can(key->buffer[0], sprig::mobile) &&
+                 key->buffer[markOffset] == mobileMark
+             ? 1
+             : 0;
 }
 
 void mobile_ep_create_progress(NetStream *stream, const char *distribution_id) {
+  mstat_free(std::exchange(stream->status, nullptr));
   stream->status = mstat_new(distribution_id, 0); // where there is none, every save will say so
   sprig::putText(stream, sprig::statusIdKey, distribution_id);
   for (const char *key : {sprig::errorKey, sprig::closeKey, sprig::pausedKey}) {
@@ -60,7 +66,7 @@ void mobile_ep_init_progress(NetStream *stream) {
 void mobile_ep_update_progress(NetStream *stream, int32_t code) {
   if (code < 0) {
     sprig::putFlag(stream, sprig::errorKey, true);
-    sprig::saveStatus(stream, sprig::errorBlanks);
+    sprig::saveStatus(stream, sprig::errorNotSaved);
   } else if (code > 0 && stream->received_length != nullptr) { // else nothing is known of it
     stream->unsaved = sum(stream->unsaved, code - 1);
     if (stream->unsaved > unsavedAtMost || isComplete(stream)) {

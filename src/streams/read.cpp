@@ -91,7 +91,7 @@ int32_t takeCommand(NetStream *stream, unsigned char **message, int32_t length) 
   }
   if (command == Command::pause && stream->mobile != 0) {
     sprig::putFlag(stream, sprig::pausedKey, true);
-    sprig::saveStatus(stream, sprig::pausedBlanks);
+    sprig::saveStatus(stream, sprig::pausedNotSaved);
   }
   return -command;
 }

@@ -100,6 +100,15 @@ bool isWanted(const Segment *segment, const Described &described) {
          strcmp(segment->version, described.version) == 0;
 }
 
+// A comma separates the names in a list of files.
+bool canBeListed(const char *path) {
+  const bool hasComma = strchr(path, ',') != nullptr;
+  if (hasComma) {
+    LogQ("sprig: %s has a comma and cannot be read.", path);
+  }
+  return !hasComma;
+}
+
 // The data are in the file of the directory that is named as at the source.
 void findData(const Search &search, Segment *segment, const Described &described) {
   const char *location =
@@ -148,6 +157,9 @@ void searchFiles(const Search &search, const Pass &pass, Dir *dir) {
 } // namespace
 
 void sprig::setFound(Toc *toc, Segment *segment, const char *path, StringList *foundPaths) {
+  if (!canBeListed(path)) {
+    return;
+  }
   properties_put_string_dup(segment->properties, SEGMENT_DATA_PATH_KEY, path);
   if (foundPaths != nullptr) {
     inTryFrame([&] {
@@ -162,6 +174,9 @@ void sprig::setFound(Toc *toc, Segment *segment, const char *path, StringList *f
 }
 
 void sprig::setFoundWithSize(Toc *toc, Segment *segment, const char *path, StringList *foundPaths) {
+  if (!canBeListed(path)) {
+    return;
+  }
   const int32_t size = file_get_size(path);
   properties_put_string_dup(segment->properties, SEGMENT_DAT_FILE_KEY, path);
   properties_put_long_dup(segment->properties, SEGMENT_SIZE_KEY, size);

@@ -23,6 +23,22 @@ const Properties *scan(const PropertiesList &segments, const char *name) {
   return nullptr;
 }
 
+// What a segment says its data's path is.
+struct Name {
+  const char *text; // null: none
+  bool isText;      // false: it says something else
+};
+
+Name nameOf(const Properties &segment) {
+  const int32_t index = properties_get_property_index(&segment, SEGMENT_DATA_PATH_KEY);
+  if (index == -1) {
+    return {nullptr, true};
+  }
+  const any &value = segment.buffer[index].value;
+  const bool isText = TypeCode_equal(value.type, TC_string) != 0;
+  return {isText ? *static_cast<char **>(value.value) : nullptr, isText};
+}
+
 // FNV-1a.
 uint64_t hashOf(const char *text) {
   uint64_t hash = 0xcbf29ce484222325U;
@@ -65,7 +81,7 @@ public:
     list_ = segments;
     buffer_ = segments->buffer;
     length_ = segments->length;
-    for (uint32_t i = 0; i < length_ && hasReadableName(buffer_[i]); ++i) {
+    for (uint32_t i = 0; i < length_ && nameOf(buffer_[i]).isText; ++i) {
       add(i);
     }
     return true;
@@ -77,22 +93,11 @@ public:
   }
 
 private:
-  static bool hasReadableName(const Properties &segment) {
-    const int32_t index = properties_get_property_index(&segment, SEGMENT_DATA_PATH_KEY);
-    return index == -1 || TypeCode_equal(segment.buffer[index].value.type, TC_string) != 0;
-  }
-
-  static const char *nameOf(const Properties &segment) {
-    return hasReadableName(segment)
-               ? properties_get_string2(&segment, SEGMENT_DATA_PATH_KEY, nullptr)
-               : nullptr;
-  }
-
   // The slot of the segment with a name, or the empty one where it would be.
   size_t slotOf(const char *name) const {
     size_t slot = hashOf(name) & mask_;
     while (slots_[slot] != 0) {
-      const char *other = nameOf(buffer_[slots_[slot] - 1]);
+      const char *other = nameOf(buffer_[slots_[slot] - 1]).text;
       if (other != nullptr && strcmp(other, name) == 0) {
         break;
       }
@@ -102,7 +107,7 @@ private:
   }
 
   void add(uint32_t i) {
-    if (const char *name = nameOf(buffer_[i])) {
+    if (const char *name = nameOf(buffer_[i]).text) {
       uint32_t &slot = slots_[slotOf(name)];
       slot = slot == 0 ? i + 1 : slot;
     }
@@ -115,7 +120,22 @@ private:
   size_t mask_ = 0;
 };
 
-thread_local Index lastIndex;
+// Streams that are read in turn keep theirs.
+constexpr size_t indexCount = 4;
+thread_local Index indexes[indexCount];
+thread_local size_t oldestIndex = 0;
+
+// Null where there is no memory for one.
+const Index *indexOf(const PropertiesList *segments) {
+  for (const Index &index : indexes) {
+    if (index.isOf(segments)) {
+      return &index;
+    }
+  }
+  Index &replaced = indexes[oldestIndex];
+  oldestIndex = (oldestIndex + 1) % indexCount;
+  return replaced.build(segments) ? &replaced : nullptr;
+}
 
 } // namespace
 
@@ -123,12 +143,15 @@ const Properties *sprig::findSegment(const PropertiesList *segments, const char 
   if (segments == nullptr) {
     return nullptr;
   }
-  if (segments->length > scannedAtMost && (lastIndex.isOf(segments) || lastIndex.build(segments))) {
-    if (const Properties *found = lastIndex.find(name)) {
-      return found;
-    }
-  }
-  return scan(*segments, name);
+  const Index *index = segments->length > scannedAtMost ? indexOf(segments) : nullptr;
+  const Properties *found = index == nullptr ? nullptr : index->find(name);
+  return found != nullptr ? found : scan(*segments, name);
 }
 
-void sprig::forgetSegments() { lastIndex.clear(); }
+void sprig::forgetSegments(const PropertiesList *segments) {
+  for (Index &index : indexes) {
+    if (segments == nullptr || index.isOf(segments)) {
+      index.clear();
+    }
+  }
+}

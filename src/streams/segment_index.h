@@ -10,14 +10,14 @@ namespace sprig {
 // it has a "data_path" that is no text.
 //
 // A long list is indexed when it is first searched, so that a stream of many files is not searched
-// from its start for each. The index is one for each thread, of the list that was searched last;
-// what it finds is compared again, and what it does not find is looked for in the list itself. So
+// from its start for each. Each thread keeps the indexes of a few lists that were searched last;
+// what one finds is compared again, and what it does not find is looked for in the list itself. So
 // other contents in the same list cost time, and no more, unless a name moves to an earlier
 // segment.
 const Properties *findSegment(const PropertiesList *segments, const char *name);
 
-// Forgets the list that was searched last: another one may come to lie in its place.
-void forgetSegments();
+// Forgets a list that goes away: another one may come to lie in its place. Null forgets all lists.
+void forgetSegments(const PropertiesList *segments);
 
 } // namespace sprig
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-bool isSaved(Mstat *status) {
+bool trySave(Mstat *status) {
   int result = -1;
   return status != nullptr &&
          sprig::catchAll([&] { result = mstat_save(status); }, [](void *) {}) && result == 0;
@@ -24,6 +24,24 @@ const char *idOf(const NetStream &stream) {
 }
 
 bool isMobile(const NetStream *stream) { return stream != nullptr && stream->mobile != 0; }
+
+// For the innermost frame.
+const char *copyOf(const char *text) {
+  char *copy = mg_strdup(text);
+  ex_delegate(copy, mg_free);
+  return copy;
+}
+
+// Key and value may be those that are in the status file already, and go when they are replaced.
+void updateStatus(NetStream *stream, const char *key, const char *value) {
+  sprig::inTryFrame([&] {
+    const char *ownKey = copyOf(key);
+    const char *ownValue = copyOf(value);
+    sprig::putText(stream, ownKey, ownValue);
+    sprig::saveStatus(stream, sprig::valueNotSaved);
+    LogQ("sprig: update mstat key=%s, value=%s\n", ownKey, ownValue);
+  });
+}
 
 } // namespace
 
@@ -47,10 +65,9 @@ void sprig::putLength(NetStream *stream, const char *key, const Int64Length *len
   });
 }
 
-void sprig::saveStatus(NetStream *stream, UnsavedBlanks blanks) {
-  if (!isSaved(stream->status)) {
-    LogQ("sprig: Couldn't write progress file for distribution%*s%s\n", int{blanks}, "",
-         idOf(*stream));
+void sprig::saveStatus(NetStream *stream, const char *failureFormat) {
+  if (!trySave(stream->status)) {
+    LogQ(failureFormat, idOf(*stream));
   }
 }
 
@@ -61,9 +78,7 @@ void sprig::resetLength(Int64Length *&length) {
 
 void net_stream_update_mstat(NetStream *stream, const char *key_name, const char *value) {
   if (isMobile(stream) && key_name != nullptr && value != nullptr) {
-    sprig::putText(stream, key_name, value);
-    sprig::saveStatus(stream, sprig::valueBlanks);
-    LogQ("sprig: update mstat key=%s, value=%s\n", key_name, value);
+    updateStatus(stream, key_name, value);
   }
 }
 
@@ -71,6 +86,6 @@ void net_stream_set_status(NetStream *stream, const char *error_text) {
   if (isMobile(stream) && error_text != nullptr) {
     sprig::putFlag(stream, sprig::errorKey, true);
     sprig::putText(stream, sprig::errorTextKey, error_text);
-    sprig::saveStatus(stream, sprig::errorBlanks);
+    sprig::saveStatus(stream, sprig::errorNotSaved);
   }
 }

@@ -15,23 +15,25 @@ inline constexpr const char *pausedKey = "paused";
 inline constexpr const char *totalKey = "t_len";
 inline constexpr const char *receivedKey = "c_len";
 
-// Blanks between text and id in the line that is logged where a status file could not be written:
-// they tell what was to be saved.
-enum UnsavedBlanks {
-  closeBlanks = 14,
-  pausedBlanks = closeBlanks,
-  errorBlanks = 18,
-  valueBlanks = errorBlanks,
-  progressBlanks = 21
-};
+// What is logged where a status file could not be written. The number of blanks in front of the
+// distribution's id tells what was to be saved.
+inline constexpr const char *closeNotSaved =
+    "sprig: Couldn't write progress file for distribution              %s\n";
+inline constexpr const char *pausedNotSaved = closeNotSaved;
+inline constexpr const char *errorNotSaved =
+    "sprig: Couldn't write progress file for distribution                  %s\n";
+inline constexpr const char *valueNotSaved = errorNotSaved;
+inline constexpr const char *progressNotSaved =
+    "sprig: Couldn't write progress file for distribution                     %s\n";
 
 // Put into the status file, where there is one; it is not written.
 void putFlag(NetStream *stream, const char *key, bool value);
 void putText(NetStream *stream, const char *key, const char *value);
 void putLength(NetStream *stream, const char *key, const Int64Length *length);
 
-// Writes the stream's status file. Where that fails, also by an exception, it is logged.
-void saveStatus(NetStream *stream, UnsavedBlanks blanks);
+// Writes the stream's status file. Where that fails, also by an exception, the distribution's id is
+// logged.
+void saveStatus(NetStream *stream, const char *failureFormat);
 
 // A length of 0 in place of one that may be there.
 void resetLength(Int64Length *&length);

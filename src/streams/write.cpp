@@ -10,9 +10,9 @@
 #include <sprig/framework.h>
 #include <sprig/streams.h>
 
+#include "files/file.h"
 #include "files/work_directory.h"
 #include "framework/new_record.h"
-#include "streams/file_list.h"
 #include "streams/net_stream.h"
 #include "streams/stream_type.h"
 
@@ -167,7 +167,7 @@ int32_t net_stream_send_file(NetStream *stream, const char *path, int32_t offset
     void *piece = mg_malloc(static_cast<size_t>(size));
     ex_delegate(piece, mg_free);
     File *file = file_open(path, O_RDONLY);
-    ex_delegate(file, [](void *opened) { sprig::closeAndRelease(static_cast<File *>(opened)); });
+    ex_delegate(file, sprig::closeAndRelease);
     if (offset > 0) {
       file_seek(file, offset);
     }

@@ -11,8 +11,8 @@ src/encoding       encoding                       api pal encoding
 src/depot          depot|encoding|posix           api pal encoding depot framework
 src/framework      framework                      api framework exceptions types
 src/files          files|framework                api framework exceptions files
-src/properties     properties|framework           api framework types files properties
-src/records        records|files|framework              api framework types files properties records
+src/properties     properties|files|framework           api framework types files properties
+src/records        records|properties|files|framework              api framework types files properties records
 src/streams        streams|files|records|framework      api framework types files properties records depot streams pal
 runtime/memory     memory|exceptions              api framework
 runtime/exceptions exceptions|values|memory       api framework

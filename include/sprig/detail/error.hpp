@@ -17,19 +17,44 @@
 
 #include <sprig/exceptions.h>
 #include <sprig/framework.h>
+#include <sprig/types.h>
 
 namespace sprig {
+
+/** @cond */
+namespace detail {
+
+// Whether records of a type begin like an ExErrorMsg. Of other types only the name is known, which
+// every record begins with.
+inline bool begins_like_message(std::string_view type_name) {
+#define SPRIG_DETAIL_IS_TYPE(type) || type_name == TC_NEX_Sprig2_##type->name
+  return type_name == "ExErrorMsg" ||
+         type_name == TC_NEX_Sprig2_ExDistributionDeferred->name SPRIG_PLAIN_EXCEPTION_TYPES(
+                          SPRIG_DETAIL_IS_TYPE);
+#undef SPRIG_DETAIL_IS_TYPE
+}
+
+} // namespace detail
+/** @endcond */
 
 /** A framework exception. what() is its message as shown to a person, without the newline. */
 class SPRIG_API Error : public std::runtime_error {
 public:
   /**
-   * @param record  the exception's record.
+   * @param record  the exception's record, of whatever type; more than its type's name is read
+   *                where that is one of the framework's or the library's.
    * @param text    its message, as from def_ex_bind().
    */
-  Error(const ExErrorMsg &record, std::string_view text)
+  Error(const void *record, std::string_view text)
       : std::runtime_error(std::string(text.substr(0, text.find_last_not_of('\n') + 1))),
         details_(std::make_shared<const Details>(record)) {}
+
+  /**
+   * @param record  the exception's record.
+   * @param text    its message.
+   */
+  Error(const ExErrorMsg &record, std::string_view text)
+      : Error(static_cast<const void *>(&record), text) {}
 
   /** @return the number of its message in the catalog. */
   int32_t id() const noexcept { return details_->id; }
@@ -42,8 +67,14 @@ public:
 
 private:
   struct Details {
-    explicit Details(const ExErrorMsg &record)
-        : id(record.key), catalog(or_empty(record.catalog)), type_name(or_empty(record.type_name)) {
+    explicit Details(const void *exception)
+        : type_name(or_empty(*static_cast<const char *const *>(exception))) {
+      if (!detail::begins_like_message(type_name)) {
+        return;
+      }
+      const auto &record = *static_cast<const ExErrorMsg *>(exception);
+      id = record.key;
+      catalog = or_empty(record.catalog);
       if (record.emsg.length > 0) {
         const MessageEntry &message = record.emsg.buffer[0];
         id = message.message_id;
@@ -61,7 +92,7 @@ private:
     }
     static const char *or_empty(const char *text) { return text == nullptr ? "" : text; }
 
-    int32_t id;
+    int32_t id = 0;
     std::string catalog;
     std::string type_name;
     std::vector<std::string> arguments;
@@ -73,7 +104,7 @@ private:
 /** @cond */
 namespace detail {
 
-inline std::exception_ptr as_error(const ExErrorMsg &record, const char *text) noexcept {
+inline std::exception_ptr as_error(const void *record, const char *text) noexcept {
   try {
     throw Error(record, text);
   } catch (...) {
@@ -84,7 +115,7 @@ inline std::exception_ptr as_error(const ExErrorMsg &record, const char *text) n
 inline std::exception_ptr caught_in(EhFrame *frame) {
   void *record = eh_current_exception(frame);
   char *text = def_ex_bind(record);
-  std::exception_ptr error = as_error(*static_cast<const ExErrorMsg *>(record), text);
+  std::exception_ptr error = as_error(record, text);
   mg_free(text);
   return error;
 }

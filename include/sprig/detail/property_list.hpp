@@ -102,21 +102,18 @@ Function of_layout(Layout layout, Function with_length, Function improved, Funct
 /** @endcond */
 
 /**
- * Reading a property list. Values are had as any of these types, those on the right borrowed from
- * the list:
+ * Reading a property list. Values are had as these types, those in brackets borrowed from the list:
  *
- * | property       | type                                  | |
- * |----------------|---------------------------------------|---------------------------------------|
- * | string         | `std::string`                         | `std::string_view`, `const char *` |
- * | any            | sprig::Any                            | | | object         |
- * sprig::ObjectReference                |                                       | | short |
- * `int16_t`                             |                                       | | long |
- * `int32_t`                             |                                       | | ulong |
- * `uint32_t`                            |                                       | | boolean |
- * `bool`                                |                                       | | OctetList |
- * sprig::Octets                         |                                       | | properties |
- * sprig::PropertyList                   | sprig::ConstPropertyView              | |
- * properties_list| sprig::PropertyLists                  | sprig::ConstPropertyListsView         |
+ * - string: `std::string` (`std::string_view`, `const char *`)
+ * - any: sprig::Any
+ * - object: sprig::ObjectReference
+ * - short: `int16_t`
+ * - long: `int32_t`
+ * - ulong: `uint32_t`
+ * - boolean: `bool`
+ * - OctetList: sprig::Octets
+ * - properties: sprig::PropertyList (sprig::ConstPropertyView)
+ * - properties_list: sprig::PropertyLists (sprig::ConstPropertyListsView)
  */
 template <typename Self> class PropertyReader : public Range<Self, ::Property, PropertyEntry> {
 public:
