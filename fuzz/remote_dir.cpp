@@ -34,7 +34,8 @@ void expect(bool condition) {
 }
 
 void writeFile(const std::string &path, const std::string &bytes) {
-  expect(std::ofstream(path, std::ios::binary).write(bytes.data(), bytes.size()).good());
+  std::ofstream file(path, std::ios::binary);
+  expect((file << bytes).good());
 }
 
 // The data directory of an endpoint whose segment is in a directory in it, and a channel on which
@@ -43,7 +44,7 @@ class Endpoint {
 public:
   Endpoint() : path_(std::filesystem::temp_directory_path() / "sprig-fuzz-XXXXXX") {
     expect(mkdtemp(path_.data()) != nullptr);
-    expect(mkdir(segments().c_str(), 0700) == 0);
+    expect(mkdir(segments().c_str(), 0700) == 0 && mkdir((segments() + "/,").c_str(), 0700) == 0);
     describeSegment();
     writeFile(data(), content);
     setenv("KRT_DATDIR", path_.c_str(), 1);
@@ -91,7 +92,7 @@ bool isSame(const std::string &path, const std::string &directory) {
   return std::filesystem::equivalent(path, directory, error) && !error;
 }
 
-// Where a line leads; a text ends at its NUL.
+// Where a line leads; a text ends at its NUL. Files whose paths have commas cannot be read.
 std::optional<std::string> directoryOf(std::string line) {
   if (line.size() > longestLine) {
     return std::nullopt;
@@ -99,8 +100,9 @@ std::optional<std::string> directoryOf(std::string line) {
   if (!line.empty() && line.back() == '\r') {
     line.pop_back();
   }
-  line = line.c_str();
-  if (line.empty() || line[0] == '#' || line.size() >= static_cast<size_t>(pathname_max_length())) {
+  line.resize(strlen(line.c_str()));
+  const bool isTooLong = line.size() >= static_cast<size_t>(pathname_max_length());
+  if (line.empty() || line[0] == '#' || isTooLong || line.find(',') != std::string::npos) {
     return std::nullopt;
   }
   if (line.size() > 1 && (line.back() == '/' || line.back() == '\\')) {
@@ -113,7 +115,7 @@ std::optional<std::string> directoryOf(std::string line) {
 std::optional<std::string> findDirectory(const Endpoint &endpoint, const std::string &list) {
   for (size_t begin = 0; begin < list.size();) {
     const size_t end = std::min(list.find('\n', begin), list.size());
-    const auto directory = directoryOf(list.substr(begin, end - begin));
+    auto directory = directoryOf(list.substr(begin, end - begin));
     if (directory && isSame(*directory, endpoint.segments())) {
       return directory;
     }
@@ -171,13 +173,12 @@ void getSize(const std::optional<std::string> &directory) {
   expect(segments.path() == (directory ? dataIn(*directory) : ""));
 }
 
-// A path with a comma is taken for two: that is for those who name directories to avoid.
 void read(const std::optional<std::string> &directory) {
   const Stream stream = openStream();
   Segments segments;
   expectOutcome(directory.has_value(),
                 [&] { net_stream_save_modified_toc(stream.get(), segments.get()); });
-  if (!directory || directory->find(',') != std::string::npos) {
+  if (!directory) {
     return;
   }
   unsigned char *piece = nullptr;

@@ -32,7 +32,8 @@ void expect(bool condition) {
 }
 
 void writeFile(const std::string &path, const std::string &bytes) {
-  expect(std::ofstream(path, std::ios::binary).write(bytes.data(), bytes.size()).good());
+  std::ofstream file(path, std::ios::binary);
+  expect((file << bytes).good());
 }
 
 // Properties, released with their owner.

@@ -1,5 +1,6 @@
-// Receiving 256 MiB through a stream: over a channel, in messages of 16 KiB of data, and out of a
-// file, in pieces of as much. A time is that of one message or piece.
+// Receiving through a stream: over a channel, in messages of 16 KiB of data, and 256 MiB out of a
+// file, in pieces of as much. A time is that of one message or piece. Messages come in short
+// rounds, which now and then have the processors for themselves on a machine that is in use.
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -21,7 +22,8 @@
 namespace {
 
 constexpr int64_t totalSize = int64_t{256} << 20; // more than any cache holds
-constexpr int64_t count = totalSize / int64_t{bench::dataSize};
+constexpr int64_t pieceCount = totalSize / int64_t{bench::pieceSize};
+constexpr int64_t messageCount = 1024;
 constexpr size_t writeSize = size_t{1} << 20;
 
 constexpr bench::Subject subjects[] = {
@@ -85,7 +87,7 @@ int64_t readAll(bench::Reader &reader) {
 
 void measureFile(benchmark::State &state, bench::ReaderMaker make, LargeFile &file) {
   const std::string &path = file.path();
-  while (state.KeepRunningBatch(count)) {
+  while (state.KeepRunningBatch(pieceCount)) {
     if (readAll(*make(path)) != totalSize) {
       throw std::runtime_error("a file came back as another");
     }
@@ -97,7 +99,7 @@ void measureFile(benchmark::State &state, bench::ReaderMaker make, LargeFile &fi
 int main(int argc, char **argv) {
   try {
     for (const bench::Subject &subject : subjects) {
-      bench::addExchange("receive", subject, count);
+      bench::addExchange("receive", subject, messageCount);
     }
     LargeFile file;
     for (const auto &[name, make] : readers) {

@@ -1,6 +1,6 @@
 // Messages of equal length cost one system call each, and no copy: the header and a payload as long
-// as the last one are read together, the payload to where it stays. What is read behind it is the
-// next header, which then tells the length beforehand.
+// as the last one are read together, the payload to where it stays. A longer message costs one call
+// more; behind a shorter one, the next may have begun.
 #include "channel/reader.h"
 
 #include <algorithm>
@@ -65,12 +65,11 @@ void FrameReader::takeHeader() {
 }
 
 size_t FrameReader::roomWanted() const {
-  const size_t behind = readsAhead_ ? headerSize : 0;
   if (headerLength_ == headerSize) {
     const size_t inAdvance = std::max(mostRoomInAdvance, 2 * held());
-    return std::min<size_t>(readHeader(header_).length, inAdvance) + behind;
+    return std::min<size_t>(readHeader(header_).length, inAdvance);
   }
-  return readsAhead_ ? std::clamp(usualLength_, leastRoom, mostRoomInAdvance) + behind : 0;
+  return readsAhead_ ? std::clamp(usualLength_, leastRoom, mostRoomInAdvance) : 0;
 }
 
 // What is held comes to the front.

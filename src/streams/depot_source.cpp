@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 
 #include <sys/stat.h>
 
@@ -10,6 +11,7 @@
 #include <sprig/framework.h>
 #include <sprig/records.h>
 
+#include "framework/try_frame.h"
 #include "streams/net_stream.h"
 #include "streams/search.h"
 #include "streams/stream_type.h"
@@ -70,20 +72,36 @@ bool openDepot(NetStream *stream, const char *directory) {
   return true;
 }
 
-// Two segments may be the same entry, which is held once.
-DepotEntry *heldEntry(const DepotEntryList &held, const Segment *segment) {
-  DepotEntry **end = held.buffer + held.length;
-  DepotEntry **found = std::find_if(held.buffer, end, [&](const DepotEntry *entry) {
-    return strcmp(entry->id, segment->id) == 0 && strcmp(entry->version, segment->version) == 0;
+int compare(const Segment *a, const Segment *b) {
+  const int order = strcmp(a->id, b->id);
+  return order == 0 ? strcmp(a->version, b->version) : order;
+}
+
+int32_t *newIndexes(const Toc *toc) {
+  void *indexes = mg_calloc(static_cast<size_t>(toc->count), sizeof(int32_t));
+  ex_delegate(indexes, mg_free);
+  return static_cast<int32_t *>(indexes);
+}
+
+// For each segment, the first one that is the same entry. For the innermost frame.
+const int32_t *firstSegments(const Toc *toc) {
+  int32_t *firsts = newIndexes(toc);
+  int32_t *sorted = newIndexes(toc);
+  std::iota(sorted, sorted + toc->count, 0);
+  std::sort(sorted, sorted + toc->count, [&](int32_t a, int32_t b) {
+    const int order = compare(toc->segments[a], toc->segments[b]);
+    return order == 0 ? a < b : order < 0;
   });
-  return found == end ? nullptr : *found;
+  for (int32_t i = 0; i < toc->count; ++i) {
+    const bool isFirst =
+        i == 0 || compare(toc->segments[sorted[i - 1]], toc->segments[sorted[i]]) != 0;
+    firsts[sorted[i]] = isFirst ? sorted[i] : firsts[sorted[i - 1]];
+  }
+  return firsts;
 }
 
 // Null where the depot does not have the segment completely.
 DepotEntry *hold(NetStream *stream, const Segment *segment) {
-  if (DepotEntry *held = heldEntry(stream->depot_entries, segment)) {
-    return held;
-  }
   DepotEntry *entry = DepotGetEntry(stream->depot, segment->id, segment->version);
   if (entry == nullptr || entry->state != DEPOT_ENTRY_COMPLETE) {
     return nullptr;
@@ -93,20 +111,30 @@ DepotEntry *hold(NetStream *stream, const Segment *segment) {
   return entry;
 }
 
-// False where the depot does not have the segment.
-bool findSegment(NetStream *stream, Toc *toc, Segment *segment, StringList *foundPaths) {
-  const DepotEntry *entry = hold(stream, segment);
-  if (entry == nullptr) {
-    LogQ("sprig: Unable to find entry for segment %s^%s.", segment->id, segment->version);
-    return false;
-  }
+void find(Toc *toc, Segment *segment, const DepotEntry *entry, StringList *foundPaths) {
   struct stat status {};
   if (entry->location == nullptr || stat(entry->location, &status) != 0) {
     LogQ("sprig: Stat of %s failed.", entry->location == nullptr ? "" : entry->location);
   } else {
     sprig::setFoundWithSize(toc, segment, entry->location, foundPaths);
   }
-  return true;
+}
+
+// Up to the first one that the depot does not have. An entry that several share is held once.
+void findSegments(NetStream *stream, Toc *toc, StringList *foundPaths) {
+  const int32_t *firsts = firstSegments(toc);
+  auto **entries =
+      static_cast<DepotEntry **>(mg_calloc(static_cast<size_t>(toc->count), sizeof(DepotEntry *)));
+  ex_delegate(entries, mg_free);
+  for (int32_t i = 0; i < toc->count; ++i) {
+    Segment *segment = toc->segments[i];
+    entries[i] = firsts[i] == i ? hold(stream, segment) : entries[firsts[i]];
+    if (entries[i] == nullptr) {
+      LogQ("sprig: Unable to find entry for segment %s^%s.", segment->id, segment->version);
+      return;
+    }
+    find(toc, segment, entries[i], foundPaths);
+  }
 }
 
 } // namespace
@@ -116,10 +144,8 @@ void sprig::searchDepot(NetStream *stream, Toc *toc, StringList *foundPaths) {
   if (directory == nullptr || !openDepot(stream, directory)) {
     return;
   }
-  for (int32_t i = 0; i < toc->count; ++i) {
-    if (!findSegment(stream, toc, toc->segments[i], foundPaths)) {
-      break;
-    }
+  if (toc->count > 0) {
+    inTryFrame([&] { findSegments(stream, toc, foundPaths); });
   }
   if (toc->count > 0 && !hasUnfound(toc)) {
     LogQ("sprig: All segments available locally, resetting stream type.");

@@ -128,8 +128,8 @@ void findData(const Search &search, Segment *segment, const Described &described
 }
 
 void searchFile(const Search &search, const Pass &pass, const char *name) {
+  Properties list{}; // is still there when the frame releases it
   sprig::inTryFrame([&] {
-    Properties list{};
     ex_delegate(&list, [](void *loaded) { properties_delete(static_cast<Properties *>(loaded)); });
     Described described{};
     if (!load(pass, join(search.directory, name), &list, described)) {

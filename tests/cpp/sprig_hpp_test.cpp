@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -36,6 +37,17 @@ using test::Strings;
 namespace {
 
 [[noreturn]] void throwWrongType() { vaThrow(Sprig2Catalog[0], 37, Sprig2Catalog[37], "key"); }
+
+// An exception of a type that is nowhere registered. Its record has the type's name, and only bytes
+// that mean nothing behind that.
+[[noreturn]] void throwUnknown(size_t recordSize) {
+  static char typeName[] = "Test::Unknown";
+  char *const name = typeName;
+  void *record = mg_malloc(recordSize);
+  std::memset(record, 0xa5, recordSize);
+  std::memcpy(record, &name, sizeof name);
+  eh_throw(typeName, record);
+}
 
 int released = 0;
 void countRelease(void *block) {
@@ -97,6 +109,28 @@ TEST_F(CppError, OfARecordWithoutTextsHasItsNumberAndNoArguments) {
   EXPECT_EQ(error.id(), 8);
   EXPECT_EQ(error.catalog(), catalog);
   EXPECT_EQ(error.arguments(), Strings());
+}
+
+TEST_F(CppError, OfAnUnknownTypeHasItsNameAndText) {
+  for (const size_t size : {sizeof(char *), sizeof(ExErrorMsg) / 2}) {
+    const auto error = errorOf([&] { call([&] { throwUnknown(size); }); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->type_name(), "Test::Unknown");
+    EXPECT_STREQ(error->what(), "Test::Unknown");
+    EXPECT_EQ(error->id(), 0);
+    EXPECT_EQ(error->catalog(), "");
+    EXPECT_EQ(error->arguments(), Strings());
+  }
+}
+
+TEST_F(CppError, IsMadeOfARecordThatHasATypesNameOnly) {
+  const char *const typeName = "Test::Unknown";
+  const Error error(&typeName, "shown\n");
+  EXPECT_EQ(error.type_name(), typeName);
+  EXPECT_STREQ(error.what(), "shown");
+  EXPECT_EQ(error.id(), 0);
+  const char *const none = nullptr;
+  EXPECT_EQ(Error(&none, "shown").type_name(), "");
 }
 
 TEST_F(CppError, WithNothingButNewlinesHasNoText) {

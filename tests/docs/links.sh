@@ -5,7 +5,7 @@ set -eu
 cd "$1"
 failed=0
 for page in $(find . -name '*.md' -not -path './build/*'); do
-  for target in $(grep -oE '\]\([^)#]+' "$page" | sed 's/^](//' | grep -vE '^[a-z]+:' || true); do
+  for target in $(awk '/^```/ {code = !code} !code' "$page" | grep -oE '\]\([^)#]+' | sed 's/^](//' | grep -vE '^[a-z]+:' || true); do
     [ -e "$(dirname "$page")/$target" ] || { echo "$page: $target is not there"; failed=1; }
   done
 done

@@ -499,7 +499,6 @@ TEST_F(FileHelpers, GetNoSizeOfWhatCannotBeFound) {
   for (const char *name : {"missing", "f/x", "loop", "dangling"}) {
     expectNoSize(at(name));
   }
-  EXPECT_EQ(failureOf([] { file_get_size(nullptr); }), cannotGetStatus("(null)"));
 }
 
 TEST_F(FileHelpers, GetNoSizeThatIsTooLarge) {
@@ -540,6 +539,20 @@ TEST_F(FileHelpers, ThrowWhereTheProcessMayNot) {
   expectNoAccess(at("missing"), F_OK);
   expectNoAccess(at("f/x"), R_OK);
   expectNoAccess(at("loop"), R_OK | W_OK);
+}
+
+TEST_F(FileHelpers, FindNothingWithoutAPath) {
+  EXPECT_EQ(failureOf([] { file_get_size(nullptr); }), cannotGetStatus("(null)"));
+  EXPECT_EQ(failureOf([] { file_access(nullptr, R_OK); }),
+            (Failure{25, "Failed to access the file %1$s with the mode %2$d.\n", {"(null)", "4"}}));
+  EXPECT_EQ(file_get_mtime(nullptr), -1);
+  struct stat status {};
+  errno = 0;
+  EXPECT_EQ(stat_ex(nullptr, &status), -1);
+  EXPECT_EQ(errno, EFAULT);
+  errno = 0;
+  EXPECT_EQ(stat_ex(directory.path().c_str(), nullptr), -1);
+  EXPECT_EQ(errno, EFAULT);
 }
 
 TEST_F(FileHelpers, GetTheStatusAsTheSystemDoes) {

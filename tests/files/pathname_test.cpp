@@ -116,6 +116,30 @@ TEST_F(PathName, GetsANameBehindASlash) {
   EXPECT_EQ(appended("a\\", "b"), "a\\/b") << "a backslash is no separator";
 }
 
+TEST_F(PathName, GetsANameThatIsPartOfIt) {
+  const auto doubled = [&](const std::string &to, size_t from) {
+    set(to);
+    EXPECT_EQ(pathname_append(path, path + from), path);
+    return std::string(path);
+  };
+  EXPECT_EQ(doubled("a/b", 0), "a/b/a/b");
+  EXPECT_EQ(doubled("a/b", 2), "a/b/b");
+  EXPECT_EQ(doubled("a/b", 3), "a/b/");
+  EXPECT_EQ(doubled("a/b/", 2), "a/b/b/");
+  EXPECT_EQ(doubled("", 0), "/");
+  EXPECT_EQ(doubled(text(511), 0), text(511) + '/' + text(511));
+  EXPECT_EQ(doubled(text(1021), 1020), text(1021) + "/a");
+}
+
+TEST_F(PathName, GetsNoPartOfItThatDoesNotFit) {
+  set(text(512));
+  EXPECT_EQ(failureOf([&] { pathname_append(path, path); }), cannotAppend());
+  EXPECT_EQ(path, text(512) + '/');
+  set(text(1023));
+  EXPECT_EQ(failureOf([&] { pathname_append(path, path + 1023); }), cannotAppend());
+  EXPECT_EQ(path, text(1023));
+}
+
 TEST_F(PathName, GetsNoNameThatIsNull) {
   for (const std::string before : {"a", "a/", ""}) {
     set(before);

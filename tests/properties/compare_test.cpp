@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -104,6 +105,36 @@ bool isNumberOrSequence(TypeCode type) {
     return false;
   }
 }
+
+// Structs of a program's own, by what lies at their start.
+struct Tagged {
+  char *text;
+  int32_t number;
+};
+template <size_t count>
+constexpr TypeCodeRecord structOf(const char *name, const TypeCodeMember (&members)[count],
+                                  int32_t kind = TYPE_KIND_STRUCT) {
+  return {name, kind, sizeof(Tagged), nullptr, members, count, nullptr};
+}
+const TypeCodeMember numberMembers[] = {{"number", TC_long}, {"text", TC_string}};
+const TypeCodeRecord numberFirst[1] = {structOf("Test::NumberFirst", numberMembers)};
+const TypeCodeMember textMembers[] = {{"text", TC_string}, {"number", TC_long}};
+const TypeCodeRecord textFirst[1] = {structOf("Test::TextFirst", textMembers)};
+const TypeCodeRecord empty[1] = {
+    {"Test::Empty", TYPE_KIND_STRUCT, 0, nullptr, textMembers, 0, nullptr}};
+const TypeCodeMember listMembers[] = {{"list", TC_NEX_Types_OctetList}};
+const TypeCodeRecord listFirst[1] = {structOf("Test::ListFirst", listMembers)};
+// The same in another struct, an exception and an alias.
+const TypeCodeMember innerNumber[] = {{"inner", numberFirst}};
+const TypeCodeRecord numberInside[1] = {structOf("Test::NumberInside", innerNumber)};
+const TypeCodeRecord numberThrown[1] = {
+    structOf("Test::ExNumber", numberMembers, TYPE_KIND_EXCEPTION)};
+const TypeCodeRecord numberAlias[1] = {structOf("Test::NumberAlias", innerNumber, TYPE_KIND_ALIAS)};
+const TypeCodeMember innerText[] = {{"inner", textFirst}};
+const TypeCodeRecord textInside[1] = {structOf("Test::TextInside", innerText)};
+const TypeCodeRecord textAlias[1] = {structOf("Test::TextAlias", innerText, TYPE_KIND_ALIAS)};
+const TypeCodeMember innerEmpty[] = {{"inner", empty}};
+const TypeCodeRecord emptyInside[1] = {structOf("Test::EmptyInside", innerEmpty)};
 
 class ComparisonTest : public testing::Test {
 protected:
@@ -337,6 +368,29 @@ TEST_F(PropertyMatch, FailsForWhatCannotBeText) {
     }
   }
   EXPECT_GE(count, 10);
+}
+
+TEST_F(PropertyMatch, FailsForStructsThatDoNotBeginWithText) {
+  for (const TypeCode type :
+       {TypeCode{numberFirst}, TypeCode{numberInside}, TypeCode{numberThrown},
+        TypeCode{numberAlias}, TypeCode{listFirst}, TypeCode{empty}, TypeCode{emptyInside}}) {
+    std::vector<uint8_t> bytes(sizeof(Tagged), 0x41); // no address
+    const Property property{const_cast<char *>("key"), {type, bytes.data()}};
+    EXPECT_EQ(property_match(text("key", "*").get(), &property), 0) << type->name;
+  }
+  uint8_t byte = 0x41;
+  const Property property{const_cast<char *>("key"), {empty, &byte}};
+  EXPECT_EQ(property_match(text("key", "*").get(), &property), 0) << "nothing of it is looked at";
+}
+
+TEST_F(PropertyMatch, TakesAStructForTheTextThatItBeginsWith) {
+  std::string version = "version1";
+  Tagged tagged{version.data(), 7};
+  for (const TypeCode type : {TypeCode{textFirst}, TypeCode{textInside}, TypeCode{textAlias}}) {
+    const Property property{const_cast<char *>("key"), {type, &tagged}};
+    EXPECT_EQ(property_match(text("key", "ver*").get(), &property), 1) << type->name;
+    EXPECT_EQ(property_match(text("key", "x*").get(), &property), 0) << type->name;
+  }
 }
 
 TEST_F(PropertyMatch, GoesByTheTypeAndNotByTheAddressOfItsDescription) {

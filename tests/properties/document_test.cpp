@@ -2,9 +2,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -14,74 +12,19 @@
 
 #include "properties/layouts.h"
 #include "runtime/adr/hex.h"
+#include "support/document.h"
 #include "support/exceptions.h"
 #include "support/temporary_directory.h"
 #include "support/values.h"
 
 using test::anyOf;
+
 using test::Layout;
 using test::List;
 using test::propertyOf;
+using test::Row;
 
 namespace {
-
-// The document.
-
-using Row = std::vector<std::string>;
-
-struct Example {
-  std::string file;
-  std::vector<size_t> offsets; // as written before each row
-  std::vector<size_t> counted; // as they are
-};
-
-struct Document {
-  std::map<std::string, std::vector<Row>> tables; // by their first lines
-  std::map<std::string, Example> examples;        // by their headings
-};
-
-Row cellsOf(const std::string &line) {
-  Row cells;
-  std::istringstream rest(line.substr(1));
-  for (std::string cell; std::getline(rest, cell, '|');) {
-    const size_t first = cell.find_first_not_of(' ');
-    cells.push_back(first == std::string::npos
-                        ? ""
-                        : cell.substr(first, cell.find_last_not_of(' ') + 1 - first));
-  }
-  return cells;
-}
-
-// "    OFFSET  BYTES  what they are"
-void addRow(Example &example, const std::string &line) {
-  const size_t start = strlen("    00000000  ");
-  example.offsets.push_back(std::stoul(line, nullptr, 16));
-  example.counted.push_back(example.file.size());
-  example.file +=
-      test::textOf(test::bytesOfHex(line.substr(start, line.find("  ", start) - start)));
-}
-
-Document readDocument() {
-  std::ifstream file(SPRIG_SOURCE_DIR "/docs/formats/properties.md");
-  Document document;
-  std::string heading;
-  std::string table;
-  for (std::string line; std::getline(file, line);) {
-    if (line.empty() || line.front() != '|') {
-      table.clear();
-    } else if (table.empty()) {
-      table = line;
-    } else if (!line.starts_with("|-")) {
-      document.tables[table].push_back(cellsOf(line));
-    }
-    if (line.starts_with('#')) {
-      heading = line.substr(line.find(' ') + 1);
-    } else if (line.starts_with("    0")) {
-      addRow(document.examples[heading], line);
-    }
-  }
-  return document;
-}
 
 // What it names.
 
@@ -132,7 +75,8 @@ protected:
                                                      : message + " with other arguments";
   }
 
-  const Document document = readDocument();
+  const test::Document document =
+      test::readDocument(SPRIG_SOURCE_DIR "/docs/formats/properties.md");
   const std::string path = directory / "f";
 };
 
@@ -146,14 +90,14 @@ TEST_F(PropertyFileDocument, HasTheBytesOfEachLayout) {
     const Layout &layout = layoutCalled(heading);
     const List list(exampleList());
     layout.save(&list, path.c_str());
-    EXPECT_EQ(test::readFile(path), onThisMachine(layout, example.file));
+    EXPECT_EQ(test::readFile(path), onThisMachine(layout, example.bytes));
   }
 }
 
 TEST_F(PropertyFileDocument, HasTheListOfEachLayout) {
   for (const auto &[heading, example] : document.examples) {
     const Layout &layout = layoutCalled(heading);
-    test::writeFile(path, onThisMachine(layout, example.file));
+    test::writeFile(path, onThisMachine(layout, example.bytes));
     List list;
     layout.load(&list, path.c_str());
     const List expected(exampleList());

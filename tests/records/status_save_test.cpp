@@ -5,8 +5,10 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -112,6 +114,42 @@ protected:
 };
 
 class StatusSaveInPlace : public StatusSave {};
+
+// A file that is there, and whose it is. Root gives it away; others save their own.
+class StatusSaveForAnother : public StatusSave {
+protected:
+  void give(const std::string &file, gid_t group) const {
+    ASSERT_EQ(chown(file.c_str(), owner, group), 0);
+  }
+
+  // Readers that have the old file keep it.
+  void expectReplacedWhole() const {
+    const struct stat before = statusOf(path);
+    std::ifstream reader(path);
+    expectSaved();
+    std::stringstream seen;
+    seen << reader.rdbuf();
+    EXPECT_EQ(seen.str(), old);
+    const struct stat now = statusOf(path);
+    EXPECT_NE(now.st_ino, before.st_ino);
+    EXPECT_EQ(now.st_uid, before.st_uid);
+    EXPECT_EQ(now.st_gid, before.st_gid);
+    EXPECT_EQ(now.st_mode, before.st_mode);
+    EXPECT_EQ(namesIn(statusDirectory), Names{"d1.mds"});
+  }
+
+  const bool isRoot = geteuid() == 0;
+  const uid_t owner = isRoot ? 65534 : geteuid();
+  const gid_t group = isRoot ? 65533 : getegid();
+  const gid_t otherGroup = isRoot ? 65532 : getegid();
+
+private:
+  static struct stat statusOf(const std::string &file) {
+    struct stat status {};
+    EXPECT_EQ(stat(file.c_str(), &status), 0);
+    return status;
+  }
+};
 
 // A status file that others write all the time, each of them one text and another of another size.
 class BusyStatus : public test::StatusTest {
@@ -313,6 +351,26 @@ TEST_F(StatusSaveInPlace, GoesToAPipe) {
   close(reader);
   EXPECT_EQ(content.substr(0, count), encodingOf(*list));
   EXPECT_TRUE(fs::is_fifo(path));
+}
+
+TEST_F(StatusSaveForAnother, ReplacesTheFileWhole) {
+  for (const mode_t mode : {0640, 0600, 0666}) {
+    saveOld();
+    give(path, group);
+    ASSERT_EQ(chmod(path.c_str(), mode), 0);
+    expectReplacedWhole();
+  }
+}
+
+TEST_F(StatusSaveForAnother, ReplacesTheFileWholeInADirectoryThatGivesItsGroup) {
+  for (const gid_t groupOfFile : {otherGroup, group, getegid()}) {
+    saveOld();
+    give(path, groupOfFile);
+    ASSERT_EQ(chmod(path.c_str(), 0640), 0);
+    give(statusDirectory, group);
+    ASSERT_EQ(chmod(statusDirectory.c_str(), S_ISGID | 0770), 0);
+    expectReplacedWhole();
+  }
 }
 
 TEST_F(BusyStatus, IsNeverSeenHalfWritten) {

@@ -182,6 +182,23 @@ TEST_F(TocTest, CanBeReleasedWithoutItsList) {
   EXPECT_EQ(encodingOf(*lists), encoding);
 }
 
+TEST_F(TocTest, HasNoSegmentsWhenTheyWereReleased) {
+  const ListsPtr lists = listsOf(10);
+  expectNothingLost([&] {
+    const TocPtr toc(toc_new_from_properties(lists.get()));
+    giveData(*toc);
+    toc_free_buffer(toc.get());
+    EXPECT_EQ(toc->count, 0);
+    EXPECT_EQ(toc->segments, nullptr);
+    toc_free_buffer(toc.get());
+  });
+}
+
+TEST_F(TocTest, IsNotClonedWithoutAList) {
+  const Toc toc{};
+  EXPECT_EQ(toc_clone(&toc), nullptr);
+}
+
 TEST_F(TocTest, CanBeReleasedWithoutItsListWhereItIsEmpty) {
   const ListsPtr lists = listsOf(0);
   expectNothingLost([&] {

@@ -1,7 +1,5 @@
 // What docs/formats/stream-key.md and docs/formats/status.md show is what the code does.
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
 #include <map>
 #include <string>
 #include <vector>
@@ -11,7 +9,7 @@
 #include <sprig/streams.h>
 
 #include "properties/layouts.h"
-#include "runtime/adr/hex.h"
+#include "support/document.h"
 #include "support/streams.h"
 #include "support/temporary_directory.h"
 
@@ -19,33 +17,8 @@ using test::Key;
 
 namespace {
 
-struct Example {
-  std::string bytes;
-  std::vector<size_t> offsets = {}; // as written before each row
-  std::vector<size_t> counted = {}; // as they are
-};
-
-// "    OFFSET  BYTES  what they are"
-void addRow(Example &example, const std::string &line) {
-  const size_t start = strlen("    00000000  ");
-  example.offsets.push_back(std::stoul(line, nullptr, 16));
-  example.counted.push_back(example.bytes.size());
-  example.bytes +=
-      test::textOf(test::bytesOfHex(line.substr(start, line.find("  ", start) - start)));
-}
-
-// By their headings.
-std::map<std::string, Example> examplesIn(const std::string &name) {
-  std::ifstream file(SPRIG_SOURCE_DIR "/docs/formats/" + name);
-  std::map<std::string, Example> examples;
-  std::string heading;
-  for (std::string line; std::getline(file, line);) {
-    if (line.starts_with('#')) {
-      heading = line.substr(line.find(' ') + 1);
-    } else if (line.starts_with("    0")) {
-      addRow(examples[heading], line);
-    }
-  }
+std::map<std::string, test::Example> examplesIn(const std::string &name) {
+  auto examples = test::readDocument(SPRIG_SOURCE_DIR "/docs/formats/" + name).examples;
   for (const auto &[title, example] : examples) {
     EXPECT_EQ(example.offsets, example.counted) << title;
   }

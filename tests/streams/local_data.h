@@ -193,6 +193,10 @@ inline std::string failedSave(size_t blanks, const std::string &id) {
          "\n";
 }
 
+inline std::string unreadable(const std::string &path) {
+  return "sprig: " + path + " has a comma and cannot be read.";
+}
+
 inline Failure cannotClose(int type) {
   return {30,
           "Cannot close the net stream because the specified stream type %1$d is invalid.\n",

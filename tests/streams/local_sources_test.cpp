@@ -100,6 +100,15 @@ protected:
               std::nullopt);
   }
 
+  // The next piece; empty for an end.
+  static std::string pieceOf(const OpenStream &stream) {
+    unsigned char *buffer = nullptr;
+    const int32_t count = net_stream_read(stream.get(), &buffer);
+    std::string piece(buffer, buffer + count);
+    net_stream_free_buffer(stream.get(), buffer);
+    return piece;
+  }
+
   const std::string first = directory / "first";
   const std::string second = directory / "second";
   const std::string remoteList = directory / "remote.dir";
@@ -163,6 +172,64 @@ TEST_F(NamedFiles, AreNothingToATypeThatIsOnlyClosed) {
   save(stream, SegmentList{{.id = "s1", .dataFile = "/a"}});
   EXPECT_EQ(stream->segments->length, 1U);
   EXPECT_EQ(test::foundOf(stream->segments->buffer[0]), (Found{.dataFile = "/a"}));
+}
+
+TEST_F(NamedFiles, AreNotFoundWithACommaInTheirPath) {
+  const std::string path = directory / "a,b";
+  writeFile(path, "data");
+  for (const int type : {5, 6, 9, 10}) {
+    log.clear();
+    EXPECT_EQ(failure(type, {{.id = "s0", .dataFile = "/a"}, {.id = "s1", .dataFile = path}}),
+              notFound("s1", "1"))
+        << type;
+    EXPECT_EQ(test::notices(log), Notices{test::unreadable(path)});
+  }
+}
+
+TEST_F(NamedFiles, AreSearchedInTheirDirectoryWhereThePathHasAComma) {
+  const std::string data = putSegment(first, "s1");
+  EXPECT_EQ(taken(9, {{.id = "s1", .dataFile = "/a,b"}}), data);
+  EXPECT_EQ(test::notices(log), Notices{test::unreadable("/a,b")});
+}
+
+// Several streams over the same files, each with a long list that tells it where to go on.
+TEST_F(NamedFiles, AreReadFromManyStreamsInTurn) {
+  constexpr int count = 3000;
+  constexpr int period = 100; // each of so many files has not arrived completely
+  const std::string content = "0123456789";
+  const auto openFrom = [&](int32_t offset) {
+    Segments segments;
+    segments.reserve(count);
+    for (int i = 0; i < count; ++i) {
+      segments.push_back({.id = std::to_string(i),
+                          .size = 10,
+                          .offset = i % period == 0 ? offset : 10,
+                          .dataFile = directory / std::to_string(i)});
+    }
+    OpenStream stream = opened(10, "d1");
+    save(stream, SegmentList(segments));
+    return stream;
+  };
+  for (int i = 0; i < count; i += period) {
+    writeFile(directory / std::to_string(i), content);
+  }
+
+  std::vector<OpenStream> streams;
+  std::vector<int32_t> offsets{1, 2, 3, 4, 5, 6};
+  for (const int32_t offset : offsets) {
+    streams.push_back(openFrom(offset));
+  }
+  for (int i = 0; i < count / period; ++i) {
+    if (i == 10) { // one goes, and another comes in its place
+      streams[2].reset();
+      offsets[2] = 8;
+      streams[2] = openFrom(offsets[2]);
+    }
+    for (size_t j = 0; j < streams.size(); ++j) {
+      ASSERT_EQ(pieceOf(streams[j]), content.substr(static_cast<size_t>(offsets[j])));
+      ASSERT_EQ(pieceOf(streams[j]), "");
+    }
+  }
 }
 
 TEST_F(NamedFiles, MustBeTexts) {
@@ -322,6 +389,19 @@ TEST_F(KeyDirectory, IsSearched) {
 TEST_F(KeyDirectory, MustHaveWhatIsWanted) {
   putSegment(first, "s1");
   EXPECT_EQ(failure(9, {{.id = "s1"}, {.id = "s2", .version = "2"}}), notFound("s2", "2"));
+}
+
+TEST_F(KeyDirectory, SuppliesNoFileWithACommaInItsPath) {
+  const std::string withComma = directory / "a,b";
+  fs::create_directory(withComma);
+  const std::string data = putSegment(withComma, "s1");
+  const SegmentList segments{{.id = "s1"}};
+  const OpenStream stream = opened(9, "d1," + withComma);
+  EXPECT_EQ(failureOf([&] { net_stream_save_modified_toc(stream.get(), segments.get()); }),
+            notFound("s1", "1"));
+  EXPECT_EQ(stream->source, nullptr);
+  EXPECT_EQ(test::foundOf(stream->segments->buffer[0]), Found{});
+  EXPECT_EQ(test::notices(log), Notices{test::unreadable(data)});
 }
 
 TEST_F(KeyDirectory, IsNeeded) {

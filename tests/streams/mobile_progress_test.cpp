@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -126,6 +127,21 @@ TEST(MobileKey, IsOneOfATypeThatCanBeWithItsFlag) {
   }
 }
 
+TEST(MobileKey, HasAtLeastThreeBytes) {
+  const std::vector<uint8_t> bytes{2, 0, 1};
+  for (uint32_t length = 0; length < bytes.size(); ++length) {
+    std::vector<uint8_t> whole = bytes;
+    const StreamKey followed{length, length, whole.data()};
+    EXPECT_EQ(is_mobile_ep(&followed), 0) << length;
+    const auto exact = std::make_unique<uint8_t[]>(length);
+    std::copy_n(bytes.begin(), length, exact.get());
+    const StreamKey alone{length, length, exact.get()};
+    EXPECT_EQ(is_mobile_ep(&alone), 0) << length;
+  }
+  const StreamKey nothing{};
+  EXPECT_EQ(is_mobile_ep(&nothing), 0);
+}
+
 TEST(MobileKey, IsWhatStreamsOverFilesAreOpenedWith) {
   EXPECT_EQ(is_mobile_ep(test::Key(file_stream_key_new(1, 2, "d1", "/a")).get()), 1);
   EXPECT_EQ(is_mobile_ep(test::Key(file_stream_key_new(0, 2, "d1", "/a")).get()), 0);
@@ -155,6 +171,18 @@ TEST_F(MobileProgress, HasAnIdOfItsOwn) {
   id = "xx";
   EXPECT_STREQ(stream->status->distribution_id, "d1");
   EXPECT_EQ(statusText("msid"), "d1");
+}
+
+TEST_F(MobileProgress, MayBeginAgain) {
+  test::expectNothingLost([this] {
+    create("d1");
+    properties_put_boolean_dup(&status(), "err", 1);
+    mobile_ep_create_progress(stream.get(), "d2");
+    EXPECT_EQ(keysOf(status()), (Keys{"msid", "err", "close", "paused"}));
+    EXPECT_EQ(statusText("msid"), "d2");
+    EXPECT_EQ(properties_get_boolean(&status(), "err"), 0);
+    stream.reset();
+  });
 }
 
 TEST_F(MobileTotals, AreTheSumsOfTheSegments) {

@@ -277,6 +277,23 @@ TEST_F(EndpointDepot, GoesOnBehindDataThatAreGone) {
   EXPECT_EQ(test::notices(log), Notices{"sprig: Stat of " + second + " failed."});
 }
 
+TEST_F(EndpointDepot, SuppliesNoDataWithACommaInTheirPath) {
+  const std::string first = addData("s1");
+  const std::string second = directory / "da,ta";
+  test::writeFile(second, "data");
+  test::Toc toc;
+  toc.id = "s2";
+  toc.location = second;
+  putToc(test::bucketOf("s2", "1") + ".0.xml", toc);
+  const OpenStream stream = streamWith({{.id = "s2"}, {.id = "s1"}});
+  EXPECT_EQ(stream->type, 2);
+  EXPECT_EQ(stream->source, nullptr);
+  EXPECT_EQ(stream->depot_entries.length, 2U);
+  EXPECT_EQ(foundIn(stream, 0), Found{});
+  EXPECT_EQ(foundIn(stream, 1), dataAt(first, 4));
+  EXPECT_EQ(test::notices(log), Notices{test::unreadable(second)});
+}
+
 TEST_F(EndpointDepot, LendsAnEntryOnceToSeveralSegments) {
   const std::string first = addData("s1");
   const std::string second = addData("s2");

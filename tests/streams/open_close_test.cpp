@@ -310,6 +310,28 @@ TEST_F(Closing, ClosesTheFileThatIsWritten) {
   EXPECT_TRUE(fs::exists(directory / "out"));
 }
 
+TEST_F(Closing, TellsThatAFileCannotBeClosed) {
+  const std::string output = directory / "output";
+  const long before = test::openDescriptors();
+  for (const int type : overFiles) {
+    SCOPED_TRACE(type);
+    test::expectNothingLost([&] {
+      NetStream *stream = madeByHand(type).release();
+      FileList *files = filesInUse();
+      close(files->current->descriptor); // the system does not know it any more
+      stream->source = files;
+      EXPECT_EQ(failureOf([&] { net_stream_close(stream); }), test::cannotClose(data));
+
+      stream = madeByHand(type).release();
+      stream->source = filesInUse();
+      stream->output = file_create(output.c_str(), O_WRONLY, 0600);
+      close(stream->output->descriptor);
+      EXPECT_EQ(failureOf([&] { net_stream_close(stream); }), test::cannotClose(output));
+    });
+  }
+  EXPECT_EQ(test::openDescriptors(), before);
+}
+
 TEST_F(Closing, OfAnOpenChannelClosesIt) {
   int *channel = static_cast<int *>(mg_malloc(sizeof(int)));
   *channel = open("/dev/null", O_RDONLY);

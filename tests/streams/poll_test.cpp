@@ -138,6 +138,15 @@ TEST_F(Stop, IsNothingWithoutAHolder) {
   EXPECT_EQ(log.lines(), Lines{});
 }
 
+TEST_F(Stop, IsLeftInTheChannelWithoutAHolder) {
+  std::string message;
+  put(test::frameOf(RUNTIME_MESSAGE_DATA, "\2stop\0"s));
+  EXPECT_EQ(is_stream_stopped(nullptr), 0);
+  EXPECT_EQ(log.lines(), Lines{});
+  EXPECT_EQ(madeOfWhatIsWaiting(message), -2);
+  EXPECT_EQ(log.lines(), cancelled);
+}
+
 TEST_F(Stop, IsLookedForOnce) {
   madeOf(2, 3);
   madeOf(0, 3);

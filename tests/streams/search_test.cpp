@@ -328,6 +328,24 @@ TEST_F(Search, FollowsLinks) {
   EXPECT_EQ(test::notices(log), Strings{});
 }
 
+TEST_F(Search, FindsNoDataWithACommaInTheirPath) {
+  writeFile(in("da,ta"), "data");
+  saveSegment(in("x.toc"), {.location = "/source/da,ta"});
+  EXPECT_EQ(searched(), Found{});
+  EXPECT_EQ(paths.length, 0U);
+  EXPECT_EQ(test::notices(log), Strings{test::unreadable(in("da,ta"))});
+
+  writeFile(in("data"), "other data");
+  saveSegment(in("y.itc"), {.location = "data"});
+  EXPECT_EQ(searched(), dataAt(in("data"), 10));
+  EXPECT_EQ(paths.all(), Strings{in("data")});
+
+  const std::string withComma = directory / "a,b";
+  fs::create_directory(withComma);
+  test::putSegment(withComma, "s1");
+  EXPECT_EQ(searchIn(withComma), Found{});
+}
+
 TEST_F(Search, FindsOnlyDataThatAreAFile) {
   fs::create_directory(in("directory"));
   ASSERT_EQ(mkfifo(in("pipe").c_str(), 0600), 0);

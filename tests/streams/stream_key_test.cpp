@@ -3,12 +3,14 @@
 #include <climits>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include <sprig/streams.h>
 
+#include "support/exceptions.h"
 #include "support/heap.h"
 #include "support/streams.h"
 #include "support/values.h"
@@ -102,6 +104,17 @@ TEST(StreamKeyOfFiles, TakesTextsOfAnyLengthAndNumber) {
   const Key many(file_stream_key_new(0, 12, "id", "/1", "/2", "/3", "/4", "/5", "/6", "/7", "/8",
                                      "/9", "/10", "/11"));
   EXPECT_EQ(dataOf(many), "id,/1,/2,/3,/4,/5,/6,/7,/8,/9,/10,/11");
+}
+
+// The same text so often that its length is counted beyond what 32 bits hold.
+TEST(StreamKeyOfFiles, IsRefusedWithMoreThanItsLengthCanSay) {
+  const std::string text(size_t{16} << 20, 'x');
+  const auto makeKey = [&]<size_t... index>(std::index_sequence<index...>) {
+    file_stream_key_new(0, sizeof...(index), (static_cast<void>(index), text.c_str())...);
+  };
+  const auto exception = test::thrown([&] { makeKey(std::make_index_sequence<257>()); });
+  ASSERT_TRUE(exception);
+  EXPECT_EQ(exception->text, "A stream key cannot have more than 4294967295 bytes.\n");
 }
 
 TEST(StreamKeyOfFiles, LooksAtNoMoreTextsThanItIsTold) {

@@ -3,11 +3,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include <sprig/depot.h>
+#include <sprig/runtime.h>
 #include <sprig/streams.h>
 
 #include "properties/layouts.h"
@@ -79,6 +81,31 @@ protected:
   const std::string configuration = directory / "endpoint.cfg";
 };
 
+// Renames a file when the depot logs a line for the first time. The log is its own meanwhile.
+class RenameAtLine {
+public:
+  RenameAtLine(std::string line, std::string from, std::string to)
+      : line_(std::move(line)), from_(std::move(from)), to_(std::move(to)) {
+    runtime_set_log_sink([](void *self, int /*level*/,
+                            const char *text) { static_cast<RenameAtLine *>(self)->look(text); },
+                         this);
+  }
+  ~RenameAtLine() { runtime_set_log_sink(nullptr, nullptr); }
+  RenameAtLine(const RenameAtLine &) = delete;
+  RenameAtLine &operator=(const RenameAtLine &) = delete;
+
+private:
+  void look(const std::string &text) const {
+    if (text == line_ && fs::exists(from_)) {
+      fs::rename(from_, to_);
+    }
+  }
+
+  const std::string line_;
+  const std::string from_;
+  const std::string to_;
+};
+
 } // namespace
 
 TEST_F(TakenFromDepot, IsReadFromTheDepotsFiles) {
@@ -129,6 +156,24 @@ TEST_F(TakenFromDepot, IsGivenUpOnceBySeveralSegments) {
   const std::string first = addData("s1", "first", 2);
   streamWith({{.id = "s1"}, {.id = "s1"}, {.id = "s1"}});
   EXPECT_EQ(test::readFile(first), "first") << "one of two registrations";
+  EXPECT_TRUE(isThere("s1"));
+}
+
+TEST_F(TakenFromDepot, IsHeldOnceThoughItsFileChangesBetweenTwoSegments) {
+  const std::string data = addData("s1", "first", 2);
+  const std::string bucket = test::bucketOf("s1", "1");
+  const std::string tocBehind = path(bucket + ".1.xml");
+  OpenStream stream = opened(2, "d1");
+  {
+    const RenameAtLine rename("DepotEntryChangeState exit\n", path(bucket + ".0.xml"), tocBehind);
+    net_stream_save_modified_toc(stream.get(), SegmentList{{.id = "s1"}, {.id = "s1"}}.get());
+  }
+  ASSERT_TRUE(fs::exists(tocBehind));
+  EXPECT_EQ(stream->type, 10);
+  EXPECT_EQ(stream->depot_entries.length, 1U);
+  EXPECT_EQ(test::filesLeft(stream), data + "," + data);
+  stream.reset();
+  EXPECT_EQ(test::readFile(data), "first") << "one of two registrations";
   EXPECT_TRUE(isThere("s1"));
 }
 

@@ -98,6 +98,27 @@ TEST_F(StreamStatus, ReplacesWhatWasThere) {
             (Notices{updated("label", "one"), updated("other", "more"), updated("label", "")}));
 }
 
+TEST_F(StreamStatus, MayBeGivenItsOwnKeyAndValue) {
+  open();
+  const std::string key(100, 'k');
+  const std::string value(100, 'v');
+  net_stream_update_mstat(stream.get(), key.c_str(), value.c_str());
+  const Property &own = status().buffer[status().length - 1];
+  ASSERT_EQ(own.key, key);
+  log.clear();
+  net_stream_update_mstat(stream.get(), own.key, properties_get_string(&status(), own.key));
+  EXPECT_EQ(writtenText(key.c_str()), value);
+  EXPECT_EQ(status().length, 5U);
+  EXPECT_EQ(test::notices(log), Notices{updated(key, value)});
+
+  log.clear();
+  net_stream_update_mstat(stream.get(), properties_get_string(&status(), key.c_str()),
+                          properties_get_string(&status(), "msid"));
+  EXPECT_EQ(writtenText(value.c_str()), "d1");
+  EXPECT_EQ(writtenText(key.c_str()), value);
+  EXPECT_EQ(test::notices(log), Notices{updated(value, "d1")});
+}
+
 TEST_F(StreamStatus, MayHoldWhatTheLogsFormatWouldRead) {
   open();
   net_stream_update_mstat(stream.get(), "100%s", "%n %d%%");
@@ -216,6 +237,7 @@ TEST_F(StreamStatus, LeavesNothingBehind) {
   test::expectNothingLost([this] {
     open();
     net_stream_update_mstat(stream.get(), "label", "leaves");
+    net_stream_update_mstat(stream.get(), "label", properties_get_string(&status(), "label"));
     net_stream_set_status(stream.get(), "Out of leaves");
     fs::remove(file);
     fs::create_directory(file);

@@ -1,5 +1,6 @@
-// Property lists and file helpers where memory runs out: the exception arrives, nothing is lost,
-// and what was there is as it was.
+// Property lists and file helpers where memory runs out, and where the system cannot close a file:
+// the exception arrives, nothing is lost, and what was there is as it was.
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -13,9 +14,11 @@
 #include <sprig/framework.h>
 #include <sprig/properties.h>
 
+#include "files/failure.h"
 #include "properties/layouts.h"
 #include "support/temporary_directory.h"
 #include "support/values.h"
+#include "torture/faults.h"
 #include "torture/framework_faults.h"
 
 using test::anyOf;
@@ -109,6 +112,16 @@ class PropertyFileFaults : public test::DirectoryTest,
                            public testing::WithParamInterface<test::Layout> {
 protected:
   PropertyFileFaults() { test::registerTypes(); }
+
+  // A call whose file the system closes with an error.
+  template <typename Call> void expectNotClosed(Call call) const {
+    const long before = openDescriptors();
+    test::Fault fault("close", EIO);
+    fault.thoughClosed();
+    EXPECT_EQ(test::failureOf(call), test::cannotClose(path));
+    EXPECT_TRUE(fault.hasStruck());
+    EXPECT_EQ(openDescriptors(), before);
+  }
 
   const test::Layout &layout = GetParam();
   const std::string path = directory / "f";
@@ -314,6 +327,18 @@ TEST_P(PropertyFileFaults, LeaveAFileOpenThatIsRead) {
     file_delete(file);
     return hasFailed;
   });
+}
+
+TEST_P(PropertyFileFaults, TellThatAFileCannotBeClosed) {
+  const List original(plantList());
+  const std::string encoding = encodingOf(original);
+  test::expectNothingLost([&] {
+    expectNotClosed([&] { layout.save(&original, path.c_str()); });
+    List list;
+    expectNotClosed([&] { layout.load(&list, path.c_str()); });
+    EXPECT_EQ(encodingOf(list), encoding);
+  });
+  EXPECT_EQ(test::readFile(path), test::fileOf(layout, encoding));
 }
 
 using OpenPropertyFileFaults = PropertyFileFaults;

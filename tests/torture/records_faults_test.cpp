@@ -1,18 +1,24 @@
 // Records of a distribution where memory runs out: the exception arrives, nothing is lost, and what
-// was there is as it was. A status file's record is just not made.
+// was there is as it was. A status file's record is just not made. And status files that the system
+// cannot close.
+#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include <sprig/records.h>
 
+#include "files/failure.h"
 #include "properties/layouts.h"
 #include "records/status.h"
 #include "support/exceptions.h"
+#include "support/heap.h"
 #include "support/values.h"
+#include "torture/faults.h"
 #include "torture/framework_faults.h"
 
 using test::anyOf;
@@ -223,4 +229,39 @@ TEST_F(StatusFaults, LeaveTheFileUnderItsNameThatWasToBeDone) {
     EXPECT_STREQ(status->suffix, hasFailed ? "mds" : "mdf") << "call " << call;
     return hasFailed;
   });
+}
+
+TEST_F(StatusFaults, LeaveWhatWasToBeReplacedByAFileThatCannotBeClosed) {
+  const StatusPtr status = changedStatus();
+  const Properties &list = *mstat_get_properties(status.get());
+  const std::string before = encodingOf(list);
+  const long descriptors = openDescriptors();
+  test::expectNothingLost([&] {
+    test::Fault fault("close", EIO);
+    fault.thoughClosed();
+    EXPECT_EQ(test::failureOf([&] { mstat_load(status.get()); }), test::cannotClose(path));
+    EXPECT_EQ(encodingOf(list), before);
+  });
+  EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+// The file is written under its own name then.
+TEST_F(StatusFaults, LeaveNoFileBesideItThatCouldNotBeClosed) {
+  const StatusPtr status = changedStatus();
+  test::expectNothingLost([&] {
+    writeFile(path, old);
+    test::Fault fault("close", EIO);
+    fault.thoughClosed();
+    EXPECT_EQ(test::failureOf([&] { mstat_save(status.get()); }), std::nullopt);
+    EXPECT_TRUE(fault.hasStruck());
+    EXPECT_EQ(readFile(path), encodingOf(*mstat_get_properties(status.get())));
+  });
+  const long descriptors = openDescriptors();
+  test::expectNothingLost([&] {
+    test::Fault fault("close", EIO);
+    fault.thoughClosed().lasting();
+    EXPECT_EQ(test::failureOf([&] { mstat_save(status.get()); }), test::cannotClose(path));
+  });
+  EXPECT_EQ(openDescriptors(), descriptors);
+  EXPECT_EQ(namesIn(statusDirectory), Names{"d1.mds"});
 }

@@ -1,9 +1,7 @@
 // What docs/formats/adr.md shows is what the code does.
 #include <cstring>
-#include <fstream>
 #include <iterator>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -12,77 +10,18 @@
 #include <sprig/runtime.h>
 
 #include "hex.h"
+#include "support/document.h"
 #include "support/values.h"
 
 using test::anyOf;
 using test::Bytes;
 using test::listOf;
 using test::propertyOf;
+using test::Row;
 using test::stringsOf;
 using test::Value;
 
 namespace {
-
-// The document.
-
-using Row = std::vector<std::string>;
-
-struct Example {
-  Bytes bytes;
-  std::vector<size_t> offsets; // as written before each row
-  std::vector<size_t> counted; // as they are
-};
-
-struct Document {
-  std::map<std::string, std::vector<Row>> tables; // by their first lines
-  std::map<std::string, Example> examples;        // by their headings
-  std::string text;
-};
-
-Row cellsOf(const std::string &line) {
-  Row cells;
-  std::istringstream rest(line.substr(1));
-  for (std::string cell; std::getline(rest, cell, '|');) {
-    std::erase(cell, '`');
-    const size_t first = cell.find_first_not_of(' ');
-    cells.push_back(first == std::string::npos
-                        ? ""
-                        : cell.substr(first, cell.find_last_not_of(' ') + 1 - first));
-  }
-  return cells;
-}
-
-// "    OFFSET  BYTES  what they are"
-void addRow(Example &example, const std::string &line) {
-  const size_t start = strlen("    00000000  ");
-  const Bytes bytes = test::bytesOfHex(line.substr(start, line.find("  ", start) - start));
-  example.offsets.push_back(std::stoul(line, nullptr, 16));
-  example.counted.push_back(example.bytes.size());
-  example.bytes.insert(example.bytes.end(), bytes.begin(), bytes.end());
-}
-
-Document readDocument() {
-  std::ifstream file(SPRIG_SOURCE_DIR "/docs/formats/adr.md");
-  Document document;
-  std::string heading;
-  std::string table;
-  for (std::string line; std::getline(file, line);) {
-    document.text.append(line).append("\n");
-    if (line.empty() || line.front() != '|') {
-      table.clear();
-    } else if (table.empty()) {
-      table = line;
-    } else if (!line.starts_with("|-")) {
-      document.tables[table].push_back(cellsOf(line));
-    }
-    if (line.starts_with('#')) {
-      heading = line.substr(line.find(' ') + 1);
-    } else if (line.starts_with("    ")) {
-      addRow(document.examples[heading], line);
-    }
-  }
-  return document;
-}
 
 // The values that it names.
 
@@ -198,7 +137,7 @@ protected:
     return document.tables.at(firstLine);
   }
 
-  const Document document = readDocument();
+  const test::Document document = test::readDocument(SPRIG_SOURCE_DIR "/docs/formats/adr.md");
 };
 
 // Each of the values has its encoding there, and there are no others.
@@ -228,7 +167,7 @@ TEST_F(EncodingDocument, HasTheBytesOfItsExamples) {
   std::map<std::string, Bytes> encodings;
   for (const auto &[heading, example] : document.examples) {
     EXPECT_EQ(example.offsets, example.counted) << heading;
-    encodings[heading] = example.bytes;
+    encodings[heading] = Bytes(example.bytes.begin(), example.bytes.end());
   }
   expectEncodings(exampleValues(), encodings);
 }

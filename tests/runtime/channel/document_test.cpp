@@ -9,25 +9,14 @@
 #include <gtest/gtest.h>
 
 #include "support/channel.h"
+#include "support/document.h"
+
+using test::cellsOf;
+using test::Row;
 
 namespace {
 
-using Row = std::vector<std::string>;
-
 constexpr int32_t sessionOfExamples = 42;
-
-// What stands in the cells of a table's line.
-Row cellsOf(const std::string &line) {
-  Row cells;
-  std::istringstream rest(line.substr(1));
-  for (std::string cell; std::getline(rest, cell, '|');) {
-    const size_t first = cell.find_first_not_of(' ');
-    cells.push_back(first == std::string::npos
-                        ? ""
-                        : cell.substr(first, cell.find_last_not_of(' ') + 1 - first));
-  }
-  return cells;
-}
 
 std::string bytesOf(const std::string &hex) {
   std::string bytes;

@@ -262,6 +262,14 @@ TEST_F(Receiving, PollsWithoutWaiting) {
   EXPECT_EQ(poll(), nothing);
 }
 
+TEST_F(Receiving, PollsNothingWithoutAPlaceForIt) {
+  put(frameWith("\1data"));
+  EXPECT_EQ(test::textThrown([] { EXPECT_EQ(ep_sprig_poll(nullptr), 0); }), "");
+  EXPECT_EQ(poll(), data("\1data"));
+  closePeer();
+  EXPECT_EQ(test::textThrown([] { EXPECT_EQ(ep_sprig_poll(nullptr), 0); }), "");
+}
+
 TEST_F(Receiving, PollsWhileAMessageArrivesByteByByte) {
   const std::string frame = frameWith("\2data");
   for (const char byte : frame) {
