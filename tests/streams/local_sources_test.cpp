@@ -214,8 +214,9 @@ TEST_F(NamedFiles, AreReadFromManyStreamsInTurn) {
     writeFile(directory / std::to_string(i), content);
   }
 
-  std::vector<OpenStream> streams;
   std::vector<int32_t> offsets{1, 2, 3, 4, 5, 6};
+  std::vector<OpenStream> streams;
+  streams.reserve(offsets.size());
   for (const int32_t offset : offsets) {
     streams.push_back(openFrom(offset));
   }
