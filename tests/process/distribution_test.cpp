@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include <sched.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -337,30 +336,6 @@ TEST_F(Distribution, IsInTheDirectoryOfItsKey) {
   fs::remove(directory / "medium/notes.toc");
   const OpenStream another = open(9, "d1," + directory / "medium");
   EXPECT_EQ(tocFailure(another, contents), isMissing("notes"));
-}
-
-// The directory of the CD drive cannot be chosen, but the root directory can.
-TEST_F(Distribution, IsOnTheCd) {
-  for (const Part &part : parts) {
-    putOnMedium("cdrom", part);
-  }
-  Child endpoint([&] {
-    const char *root = directory.path().c_str();
-    if (chroot(root) != 0 && (unshare(CLONE_NEWUSER) != 0 || chroot(root) != 0)) {
-      return 0; // the system does not let it; what is not on the CD, the next test shows
-    }
-    CHILD_EXPECT(chdir("/") == 0);
-    const Contents contents;
-    const OpenStream stream = open(6, "d1");
-    net_stream_save_modified_toc(stream.get(), &contents);
-    CHILD_EXPECT(stream->type == 6);
-    const std::string list = static_cast<FileList *>(stream->source)->list;
-    CHILD_EXPECT(list.find("/cdrom/image.dat") != std::string::npos);
-    CHILD_EXPECT(readAll(stream).size() == contentOf(parts).size());
-    return 0;
-  });
-  EXPECT_EQ(endpoint.wait(), 0);
-  expectUnusedChannel();
 }
 
 TEST_F(Distribution, IsNotOnTheCdButNearby) {

@@ -3,6 +3,7 @@
 #define SPRIG_TESTS_STREAMS_LOCAL_DATA_H
 
 #include <cstdint>
+#include <cstdlib>
 #include <initializer_list>
 #include <memory>
 #include <optional>
@@ -212,6 +213,20 @@ inline Failure notFound(const std::string &id, const std::string &version) {
           "The segment %1$s^%2$s required for this distribution could not be found.\n",
           {id, version}};
 }
+
+// A test whose directory is the endpoint's data directory and work directory.
+class DataDirectoryTest : public DirectoryTest {
+protected:
+  DataDirectoryTest() {
+    sprig_init();
+    setenv("KRT_DATDIR", directory.path().c_str(), 1);
+    setenv("KRT_WORKDIR", directory.path().c_str(), 1);
+  }
+  ~DataDirectoryTest() override {
+    unsetenv("KRT_DATDIR");
+    unsetenv("KRT_WORKDIR");
+  }
+};
 
 } // namespace test
 

@@ -44,18 +44,11 @@ using Segments = std::vector<SegmentInfo>;
 using Notices = std::vector<std::string>;
 
 // A data directory, with two directories of segments in it.
-class LocalSources : public test::DirectoryTest {
+class LocalSources : public test::DataDirectoryTest {
 protected:
   LocalSources() {
-    sprig_init();
     fs::create_directory(first);
     fs::create_directory(second);
-    setenv("KRT_DATDIR", directory.path().c_str(), 1);
-    setenv("KRT_WORKDIR", directory.path().c_str(), 1);
-  }
-  ~LocalSources() override {
-    unsetenv("KRT_DATDIR");
-    unsetenv("KRT_WORKDIR");
   }
 
   void listDirectories(const std::string &lines) const { writeFile(remoteList, lines); }

@@ -41,18 +41,9 @@ namespace fs = std::filesystem;
 using Segments = std::vector<SegmentInfo>;
 using Notices = std::vector<std::string>;
 
-class Sizes : public test::DirectoryTest {
+class Sizes : public test::DataDirectoryTest {
 protected:
-  Sizes() {
-    sprig_init();
-    fs::create_directory(segments);
-    setenv("KRT_DATDIR", directory.path().c_str(), 1);
-    setenv("KRT_WORKDIR", directory.path().c_str(), 1);
-  }
-  ~Sizes() override {
-    unsetenv("KRT_DATDIR");
-    unsetenv("KRT_WORKDIR");
-  }
+  Sizes() { fs::create_directory(segments); }
 
   // A stream whose key names the directory.
   OpenStream newStream(int type, bool isMobile = false) const {
