@@ -78,6 +78,7 @@ DepotTest::~DepotTest() {
   if (depot != nullptr) {
     DepotFree(depot);
   }
+  std::filesystem::current_path(directory.path()); // from wherever the test went
   for (const char *lockFile : lockFiles) {
     destroySemaphore(lockFile);
   }
