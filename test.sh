@@ -3,7 +3,8 @@
 set -eu
 cd "$(dirname "$0")"
 
-scripts/install-packages.sh g++ make cmake googletest doxygen pkg-config
+scripts/install-packages.sh g++ make cmake googletest doxygen pkg-config \
+  libcli11-dev nlohmann-json3-dev libssl-dev
 cmake --preset release
 cmake --build --preset release --parallel "$(nproc)"
 ctest --preset release --parallel "$(nproc)" "$@"

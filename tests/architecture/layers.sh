@@ -38,6 +38,10 @@ for folder in src/*/ runtime/*/; do
   [ -z "$bad" ] || complain "$bad"
 done
 
+# The tool sees what every user of the library sees.
+bad=$(grep -rHnE '#include <sprig/' tools | grep -vE '#include <sprig/(sprig\.hpp|runtime\.h)>' || true)
+[ -z "$bad" ] || complain "$bad"
+
 # Public headers include each other in the same direction, and nothing of the library's inside.
 bad=$(grep -HnE '#include ".*"' include/sprig/*.h include/sprig/*.hpp include/sprig/detail/*.hpp || true)
 [ -z "$bad" ] || complain "$bad"

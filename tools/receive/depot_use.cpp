@@ -1,0 +1,99 @@
+#include "receive/depot_use.h"
+
+#include <cstdlib>
+#include <iostream>
+#include <utility>
+
+#include "depot/depot.h"
+#include "failure.h"
+#include "file.h"
+#include "output.h"
+
+namespace tool {
+
+DepotUse::DepotUse(Options options) : options_(std::move(options)), why_(options_.whyNot) {
+  if (!options_.isWanted) {
+    return;
+  }
+  isUsable_ = true;
+  try {
+    options_.directory = enterDepot(options_.directory, true);
+  } catch (const std::exception &failure) {
+    giveUp(failure.what());
+    return;
+  }
+  opened();
+}
+
+// Its lock files lie in its directory, which is the current one.
+std::optional<sprig::Depot> DepotUse::opened() {
+  if (!isUsable_) {
+    return std::nullopt;
+  }
+  try {
+    return openDepot(options_.directory, options_.limit);
+  } catch (const std::exception &failure) {
+    giveUp(failure.what());
+    return std::nullopt;
+  }
+}
+
+void DepotUse::giveUp(const std::string &why) {
+  isUsable_ = false;
+  why_ = why;
+  std::cerr << "warning: depot " << printable(options_.directory) << ": " << printable(why)
+            << ": the data go through uncached\n";
+}
+
+void DepotUse::showStreams(const std::string &configurationFile) const {
+  if (!isUsable_) {
+    hideFromStreams();
+    return;
+  }
+  OutputFile file(configurationFile);
+  file.write("depot_dir=" + options_.directory + '\n');
+  file.close();
+  setenv("KRT_CONFIG", configurationFile.c_str(), 1);
+}
+
+void DepotUse::hideFromStreams() { setenv("KRT_CONFIG", "/dev/null/none", 1); }
+
+std::vector<bool> DepotUse::lookUp(sprig::ConstTableView table) {
+  std::vector<bool> isThere(table.size());
+  std::optional<sprig::Depot> depot = opened();
+  for (size_t i = 0; depot && i < table.size(); ++i) {
+    const auto entry = depot->find(table[i].id(), table[i].version());
+    isThere[i] = entry && entry->is_complete();
+  }
+  return isThere;
+}
+
+void DepotUse::discard(sprig::ConstSegmentView segment) {
+  if (std::optional<sprig::Depot> depot = opened()) {
+    try {
+      depot->remove(segment.id(), segment.version(), true);
+    } catch (const sprig::DepotError &) { // nobody has it any more, or it stays for others
+    }
+  }
+}
+
+DepotUse::Result DepotUse::keep(sprig::ConstTableView table,
+                                const std::vector<std::string> &paths) {
+  Result result;
+  if (!options_.isWanted || options_.keep.count() == 0 || paths.empty()) {
+    return result;
+  }
+  std::optional<sprig::Depot> depot = opened();
+  result.deadline = deadlineAfter(options_.keep.count());
+  for (size_t i = 0; i < paths.size(); ++i) {
+    const Kept kept =
+        depot ? keepInDepot(*depot, table[i], paths[i], result.deadline) : Kept{false, why_};
+    ++(kept.isKept ? result.kept : result.notKept);
+    if (!kept.isKept && result.whyNot.empty()) {
+      result.whyNot = kept.why;
+    }
+  }
+  return result;
+}
+
+} // namespace tool

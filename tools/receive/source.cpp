@@ -1,0 +1,137 @@
+#include "receive/source.h"
+
+#include <array>
+#include <cerrno>
+
+#include <unistd.h>
+
+#include <sprig/runtime.h>
+
+#include "failure.h"
+#include "home.h"
+#include "receive/interrupt.h"
+
+namespace tool {
+namespace {
+
+using sprig::StreamType;
+
+struct Kind {
+  std::string_view prefix; // one that ends with a colon has a path or an address behind it
+  StreamType type;
+};
+
+constexpr std::array<Kind, 9> kinds{{{"unix:", StreamType::network},
+                                     {"tcp:", StreamType::network},
+                                     {"fd:", StreamType::network},
+                                     {"stdio:", StreamType::network},
+                                     {"dir:", StreamType::directory},
+                                     {"files:", StreamType::named_files},
+                                     {"remote-dir", StreamType::remote_dir},
+                                     {"cd", StreamType::cd_drive},
+                                     {"remote-dir+cd", StreamType::remote_dir_cd}}};
+
+const Kind &kindOf(const std::string &text) {
+  for (const Kind &kind : kinds) {
+    if (kind.prefix.back() == ':' ? text.starts_with(kind.prefix) : text == kind.prefix) {
+      return kind;
+    }
+  }
+  throw Failure("--from \"" + text + "\": no source of this kind",
+                "unix:PATH, tcp:HOST:PORT, fd:N, stdio:, dir:DIST, files:DIST, remote-dir, cd or "
+                "remote-dir+cd",
+                wrongUsage);
+}
+
+} // namespace
+
+Source::Source(const std::string &text, const std::string &distributionFile)
+    : name_(absoluteAddress(text)),
+      distributionFile_(distributionFile.empty() ? "" : absolutePath(distributionFile)) {
+  const Kind &kind = kindOf(text);
+  type_ = kind.type;
+  if (type_ == StreamType::directory || type_ == StreamType::named_files) {
+    directory_ = absolutePath(text.substr(kind.prefix.size()));
+    if (distributionFile_.empty()) {
+      distributionFile_ = directory_ + '/' + Distribution::fileName;
+    }
+  }
+  if (distributionFile_.empty() && !isChannel()) {
+    throw Failure("--from " + text + ": what is to be received is not told",
+                  "name the distribution's file with --distribution FILE", wrongUsage);
+  }
+}
+
+void Source::open(int32_t session) {
+  if (!isChannel()) {
+    return;
+  }
+  if (name_ == "stdio:") {
+    openStandardStreams(session);
+  } else {
+    input_ = Descriptor(runtime_channel_connect(name_.c_str()));
+    if (!input_) {
+      throw systemFailure(name_, errno, "is \"sprig serve\" running there?");
+    }
+    runtime_set_channel(input_.get(), input_.get(), session);
+  }
+  InterruptHandler::endWhenInterrupted(input_.get());
+}
+
+// What is printed must not get into the channel.
+void Source::openStandardStreams(int32_t session) {
+  input_ = Descriptor(dup(STDIN_FILENO));
+  output_ = Descriptor(dup(STDOUT_FILENO));
+  if (!input_ || !output_ || dup2(STDERR_FILENO, STDOUT_FILENO) == -1) {
+    throw systemFailure(name_);
+  }
+  runtime_set_channel(input_.get(), output_.get(), session);
+}
+
+Distribution Source::distribution() {
+  return distributionFile_.empty() ? askSender() : Distribution::load(distributionFile_);
+}
+
+// A table without segments asks for the distribution itself. The depot has no part in that.
+Distribution Source::askSender() const {
+  constexpr size_t most = 268435456;
+  sprig::Stream stream({StreamType::network, "distribution"});
+  stream.give_table(sprig::TableOfContents());
+  sprig::Octets octets;
+  const sprig::Piece last = stream.read_all([&](const sprig::Piece &piece) {
+    const std::string_view bytes = piece.bytes();
+    if (bytes.size() > most - octets.size()) {
+      throw Failure(name_ + ": not a distribution that can be used: too large");
+    }
+    octets.insert(octets.end(), bytes.begin(), bytes.end());
+  });
+  if (last.kind() == sprig::Piece::Kind::command) {
+    const bool isPause = last.command() == sprig::Command::pause;
+    throw Failure(name_ + (isPause ? ": paused by the sender" : ": cancelled by the sender"), {},
+                  isPause ? paused : cancelled);
+  }
+  return Distribution::decode(octets, name_);
+}
+
+sprig::StreamKey Source::key(const std::string &id, sprig::ConstTableView table) const {
+  std::vector<std::string> names;
+  if (type_ == StreamType::directory) {
+    names.push_back(directory_);
+  } else if (type_ == StreamType::named_files) {
+    for (const sprig::ConstSegmentView segment : table) {
+      names.emplace_back(segment.data_path());
+    }
+  }
+  try {
+    return {type_, id, names, sprig::Endpoint::mobile};
+  } catch (const std::invalid_argument &) {
+    throw Failure(name_ + ": a path with a comma in it cannot be named in a stream's key",
+                  "receive from a directory without one");
+  }
+}
+
+std::string Source::directoryOfNamedFiles() const {
+  return type_ == StreamType::named_files ? directory_ : std::string();
+}
+
+} // namespace tool
