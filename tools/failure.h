@@ -7,7 +7,7 @@
 #include <string>
 #include <system_error>
 
-#include "subcommand.h"
+#include "exit_status.h"
 
 namespace tool {
 

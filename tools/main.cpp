@@ -1,4 +1,5 @@
 // The program `sprig`: reads its command line, runs the subcommand, and tells what fails.
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -41,6 +42,7 @@ int tell(const std::string &text, const std::string &hint = {}, int status = fai
 int run(const Action &action) {
   try {
     quietLog();
+    signal(SIGXFSZ, SIG_IGN); // a file that may not grow is told like a full disk
     sprig_init();
     const int status = action();
     std::cout.flush();

@@ -8,21 +8,12 @@
 
 #include <CLI/CLI.hpp>
 
+#include "exit_status.h"
+
 namespace tool {
 
 // Does what the line asks for and gives the exit status.
 using Action = std::function<int()>;
-
-// Exit statuses. A failure that is thrown gives `failed` unless it says otherwise.
-enum Status : int {
-  done = 0,
-  failed = 1,
-  wrongUsage = 2,
-  paused = 3,
-  cancelled = 4,
-  refused = 5, // by the other side, or because data do not match their checksums
-  interrupted = 130,
-};
 
 // Adds a subcommand whose help ends with examples, one to a line.
 inline CLI::App &addSubcommand(CLI::App &parent, const std::string &name,

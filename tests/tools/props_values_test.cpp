@@ -47,7 +47,8 @@ TEST_F(PropsSet, PutsInValuesOfEveryType) {
   std::string all;
   for (const auto &value : values) {
     const std::string &type = value[0];
-    const std::string line = type + " (" + type + "):" + value[2] + "\n";
+    std::string line = type;
+    line.append(" (").append(type).append("):").append(value[2]).append("\n");
     EXPECT_EQ(test::sprig({"props", "list", "set", type, value[1], "--type", type}),
               (Outcome{0, line, ""}));
     all += line;
@@ -121,6 +122,7 @@ TEST_F(PropsSet, RefusesAFileThatIsNoList) {
 TEST_F(PropsSet, LosesNothingWhenSeveralPutInAtOnce) {
   test::sprig({"props", "list", "set", "first", "1"});
   std::vector<std::unique_ptr<test::RunningProgram>> programs;
+  programs.reserve(8);
   for (int key = 0; key < 8; ++key) {
     programs.push_back(std::make_unique<test::RunningProgram>(
         test::Arguments{"props", "list", "set", std::to_string(key), "value"}));

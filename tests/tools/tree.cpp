@@ -68,12 +68,13 @@ Node link(const std::string &target) { return {Kind::link, 0, 0, target}; }
 // Modes come last, and from below: one may forbid to write.
 void makeTree(const std::string &top, const Tree &tree) {
   fs::create_directories(top);
+  const fs::path directory = top;
   for (const auto &[path, node] : tree) {
-    make(top + '/' + path, node);
+    make(directory / path, node);
   }
   for (auto entry = tree.rbegin(); entry != tree.rend(); ++entry) {
     if (entry->second.kind != Kind::link) {
-      const std::string path = top + '/' + entry->first;
+      const fs::path path = directory / entry->first;
       EXPECT_EQ(chmod(path.c_str(), entry->second.mode), 0) << path;
     }
   }

@@ -83,7 +83,7 @@ private:
     try {
       const sprig::Command command = transfer.run();
       endUnlessComplete(command, distribution, target);
-      const DepotUse::Result kept = keep(distribution, target, depot, transfer);
+      const DepotUse::Result kept = keep(distribution, target, depot);
       target.place();
       finishStatus(distribution);
       progress.complete();
@@ -146,10 +146,10 @@ private:
   }
 
   static DepotUse::Result keep(const Distribution &distribution, const Target &target,
-                               DepotUse &depot, const Transfer &transfer) {
+                               DepotUse &depot) {
     sprig::TableOfContents table;
     std::vector<std::string> paths;
-    for (const size_t segment : transfer.received()) {
+    for (const size_t segment : target.segmentsInParts()) {
       table.push_back(sprig::Segment(sprig::ConstSegmentView(distribution.table[segment])));
       paths.push_back(target.partPath(segment));
     }

@@ -120,7 +120,7 @@ void Target::scan() {
 
 void Target::scanFile(const TreeEntry &entry, size_t first) {
   const bool isThere = isInPlace(entry, first);
-  isPlaced_[static_cast<size_t>(&entry - distribution_.tree.data())] = isThere;
+  isPlaced_[indexOf(entry)] = isThere;
   for (size_t segment = first; segment < first + entry.segmentCount; ++segment) {
     if (isThere) {
       note(segment, {sizeOf(segment), true});
@@ -175,9 +175,19 @@ void Target::note(size_t segment, Segment now) {
   segments_[segment] = now;
 }
 
+std::vector<size_t> Target::segmentsInParts() const {
+  std::vector<size_t> segments;
+  forEachFile([&](const TreeEntry &entry, size_t first) {
+    for (size_t i = 0; i < entry.segmentCount && !isPlaced(entry); ++i) {
+      segments.push_back(first + i);
+    }
+  });
+  return segments;
+}
+
 void Target::place() {
   forEachFile([this](const TreeEntry &entry, size_t first) {
-    if (!isPlaced_[static_cast<size_t>(&entry - distribution_.tree.data())]) {
+    if (!isPlaced(entry)) {
       placeFile(entry, first);
     }
     const std::string path = pathOf(entry);

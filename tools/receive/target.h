@@ -36,6 +36,9 @@ public:
   // Where the data of a segment are until they are put in place.
   std::string partPath(size_t segment) const;
 
+  // The segments whose data are in parts: those of files that are not in place yet.
+  std::vector<size_t> segmentsInParts() const;
+
   // Puts the files in place, and everything else of the tree, and takes what was kept of it away.
   void place();
 
@@ -60,6 +63,10 @@ private:
   void placeFile(const TreeEntry &entry, size_t first);
   void placeLink(const TreeEntry &entry) const;
   void appendParts(const std::string &path, size_t first, uint32_t count) const;
+  size_t indexOf(const TreeEntry &entry) const {
+    return static_cast<size_t>(&entry - distribution_.tree.data());
+  }
+  bool isPlaced(const TreeEntry &entry) const { return isPlaced_[indexOf(entry)]; }
   std::string pathOf(const TreeEntry &entry) const { return directory_ + '/' + entry.path; }
   void removeParts() const;
   uint64_t sizeOf(size_t segment) const;

@@ -278,7 +278,6 @@ void Transfer::finish() {
   Share &share = shareOf(shares_, partOrigin_);
   share.bytes += brought;
   share.segments += 1;
-  received_.push_back(segment);
 }
 
 void Transfer::refuse(size_t segment, Origin origin, const std::string &reason) {

@@ -38,8 +38,6 @@ public:
 
   const Shares &shares() const noexcept { return shares_; }
   const std::vector<Refusal> &refusals() const noexcept { return refusals_; }
-  // Which segments came in this run.
-  const std::vector<size_t> &received() const noexcept { return received_; }
 
 private:
   sprig::Command readRound();
@@ -68,8 +66,7 @@ private:
   Shares shares_;
   std::vector<Refusal> refusals_;
   std::vector<uint64_t> fromHere_; // of each segment
-  std::vector<size_t> received_;
-  std::vector<size_t> order_; // of the segments in the stream's table
+  std::vector<size_t> order_;      // of the segments in the stream's table
   std::vector<size_t> discarded_;
   std::unique_ptr<Part> part_;
   Origin partOrigin_ = Origin::channel;
