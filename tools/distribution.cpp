@@ -82,6 +82,9 @@ TreeEntry readEntry(sprig::ConstPropertyView list) {
   return entry;
 }
 
+// Where a receive keeps what has arrived.
+bool isReserved(std::string_view path) { return path.substr(0, path.find('/')) == ".sprig"; }
+
 // A path that stays inside of the tree and has one spelling.
 bool isPlainPath(std::string_view path) {
   for (;;) {
@@ -102,7 +105,7 @@ void checkPaths(const std::vector<TreeEntry> &tree) {
   for (const TreeEntry &entry : tree) {
     const size_t slash = entry.path.rfind('/');
     const auto parent = known.find(slash == std::string::npos ? "" : entry.path.substr(0, slash));
-    if (!isPlainPath(entry.path) || parent == known.end() || parent->second != Kind::directory ||
+    if (!isPlainPath(entry.path) || isReserved(entry.path) || parent == known.end() || parent->second != Kind::directory ||
         !known.emplace(entry.path, entry.kind).second) {
       refuse("the path \"" + printable(entry.path) + '"');
     }

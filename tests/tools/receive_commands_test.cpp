@@ -82,7 +82,17 @@ TEST_F(ReceiveAtWork, FollowsInItsStatus) {
   startWith(program, sender, part);
   sender.sendCommand(sprig::Command::pause);
   program.wait();
-  EXPECT_EQ(test::sprig({"status", "tree"}).output.find("paused") != std::string::npos, true);
+  EXPECT_EQ(test::sprig({"status", "tree"}), (Outcome{0,
+                                                      "ID    STATE   RECEIVED     TOTAL  PERCENT\n"
+                                                      "tree  paused  24.4 KiB  45.0 KiB     54 %\n",
+                                                      ""}));
+  RunningProgram again(fromSender({"--no-depot"}));
+  sender.serve();
+  again.wait();
+  EXPECT_EQ(test::sprig({"status", "tree"}), (Outcome{0,
+                                                      "ID    STATE  RECEIVED     TOTAL  PERCENT\n"
+                                                      "tree  done   45.0 KiB  45.0 KiB    100 %\n",
+                                                      ""}));
 }
 
 TEST_F(ReceiveAtWork, NamesEachStallOnce) {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -94,7 +95,7 @@ protected:
               (Outcome{1, "", "sprig: " + directory / "dist/distribution" + refusal}));
     {
       Sender sender("dist");
-      RunningProgram program(fromSender());
+      RunningProgram program(fromSender({"--no-depot"}));
       sender.serve();
       EXPECT_EQ(program.wait(), (Outcome{1, "", "sprig: unix:" + directory / "sender" + refusal}));
     }
@@ -272,7 +273,7 @@ TEST_F(ReceiveHostile, RefusesMoreBytesThanPromised) {
 
 TEST_F(ReceiveHostile, RefusesAnEndThatComesTooEarly) {
   const Outcome outcome = receiveAltered(
-      [](std::string_view id, std::string bytes) { return id == "notes" ? "" : bytes; });
+      [](std::string_view id, std::string bytes) { return id == "notes" ? "" : std::move(bytes); });
   EXPECT_EQ(outcome, (Outcome{5, announced,
                               "sprig: tree: 1 segment does not match what was packed: notes\n"
                               "hint: the distribution itself may be damaged: pack it again\n"}));

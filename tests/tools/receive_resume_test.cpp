@@ -202,6 +202,16 @@ TEST_F(ReceiveResumed, FetchesAnewWhatHasGrownMeanwhile) {
   expectToGoOn(content.size() - 15360);
 }
 
+TEST_F(ReceiveResumed, ShowsNobodyElseWhatItKeeps) {
+  RunningProgram program(fromSender({"--no-depot"}));
+  startWith(program, sender, part);
+  for (const auto &entry : fs::directory_iterator("out/.sprig/tree")) {
+    EXPECT_EQ(entry.status().permissions() & (fs::perms::group_all | fs::perms::others_all),
+              fs::perms::none)
+        << entry.path();
+  }
+}
+
 TEST_F(ReceiveResumed, FollowsNoLinkFromWhatWasKept) {
   {
     RunningProgram program(fromSender({"--no-depot"}));

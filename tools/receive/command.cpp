@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -48,18 +49,20 @@ public:
         stall_(parseDuration(options.stall)), source_(options.from, options.distributionFile) {}
 
   int run() {
-    useWorkDirectory();
-    DepotUse::Options depot = depotOptions(); // before the directory changes
-    DepotUse::hideFromStreams();
-    source_.open(options_.session);
-    const Distribution distribution = source_.distribution();
-    Target target(into_, distribution);
-    target.scan();
-    print(distribution.id + ": " + amountOf(distribution) + " in " +
-          counted(distribution.table.size(), "segment") + '\n');
-    DepotUse depotUse(std::move(depot));
-    depotUse.showStreams(target.partsDirectory() + "/configuration");
-    receive(distribution, target, depotUse);
+    try {
+      useWorkDirectory();
+      DepotUse::Options depot = depotOptions(); // before the directory changes
+      DepotUse::hideFromStreams();
+      source_.open(options_.session);
+      distribution_ = source_.distribution();
+      receive(distribution_, std::move(depot));
+    } catch (const Failure &) {
+      throwIfInterrupted();
+      throw;
+    } catch (const std::exception &failure) {
+      throwIfInterrupted();
+      throw Failure(source_.name() + ": " + failure.what(), hintToGoOn);
+    }
     return done;
   }
 
@@ -77,49 +80,49 @@ private:
     return depot;
   }
 
-  void receive(const Distribution &distribution, Target &target, DepotUse &depot) {
+  void receive(const Distribution &distribution, DepotUse::Options depotOptions) {
+    Target &target = target_.emplace(into_, options_.into, distribution);
+    target.scan();
+    print(distribution.id + ": " + amountOf(distribution) + " in " +
+          counted(distribution.table.size(), "segment") + '\n');
+    DepotUse depot(std::move(depotOptions));
+    depot.showStreams(target.partsDirectory() + "/configuration");
+    transfer(distribution, target, depot);
+  }
+
+  void transfer(const Distribution &distribution, Target &target, DepotUse &depot) {
     Progress progress(distribution.id, distribution.size(), target.haveInAll(), stall_, style());
     Transfer transfer(distribution, target, source_, depot, progress);
-    try {
-      const sprig::Command command = transfer.run();
-      endUnlessComplete(command, distribution, target);
-      const DepotUse::Result kept = keep(distribution, target, depot);
-      target.place();
-      finishStatus(distribution);
-      progress.complete();
-      progress.end();
-      tell(distribution, transfer, depot, kept);
-    } catch (const Failure &failure) {
-      progress.end();
-      throwIfInterrupted(target);
-      throw;
-    } catch (const std::exception &failure) {
-      progress.end();
-      throwIfInterrupted(target);
-      throw Failure(source_.name() + ": " + failure.what(), hintToGoOn);
-    }
+    const sprig::Command command = transfer.run();
+    endUnlessComplete(command, distribution, target);
+    const DepotUse::Result kept = keep(distribution, target, depot);
+    target.place();
+    finishStatus(distribution);
+    progress.complete();
+    progress.end();
+    tell(distribution, transfer, depot, kept);
   }
 
   // "12.0 MiB of 45.0 MiB are kept in out/.sprig".
-  std::string kept(const Target &target) const {
-    return shownSize(target.haveInAll()) + " of " + shownSize(target.sizeInAll()) +
+  std::string kept() const {
+    return shownSize(target_->haveInAll()) + " of " + shownSize(target_->sizeInAll()) +
            " are kept in " + printable(options_.into) + "/.sprig";
   }
 
-  void throwIfInterrupted(const Target &target) const {
+  void throwIfInterrupted() const {
     if (InterruptHandler::isInterrupted()) {
-      throw Failure("interrupted: " + kept(target), hintToGoOn, interrupted);
+      throw Failure(target_ ? "interrupted: " + kept() : "interrupted", target_ ? hintToGoOn : "",
+                    interrupted);
     }
   }
 
   void endUnlessComplete(sprig::Command command, const Distribution &distribution,
                          const Target &target) const {
     if (command == sprig::Command::pause) {
-      throw Failure(distribution.id + ": paused by the sender: " + kept(target), hintToGoOn,
-                    paused);
+      throw Failure(distribution.id + ": paused by the sender: " + kept(), hintToGoOn, paused);
     }
     if (command != sprig::Command::none) {
-      throw Failure(distribution.id + ": cancelled by the sender: " + kept(target), {}, cancelled);
+      throw Failure(distribution.id + ": cancelled by the sender: " + kept(), {}, cancelled);
     }
     std::vector<std::string> wrong;
     for (size_t segment = 0; segment < distribution.table.size(); ++segment) {
@@ -245,6 +248,8 @@ private:
   std::chrono::seconds stall_;
   InterruptHandler interrupts_;
   Source source_;
+  Distribution distribution_;
+  std::optional<Target> target_;
 };
 
 } // namespace

@@ -39,8 +39,13 @@ std::optional<sprig::Depot> DepotUse::opened() {
 }
 
 void DepotUse::giveUp(const std::string &why) {
+  const std::string name = options_.directory + ": ";
   isUsable_ = false;
-  why_ = why;
+  why_ = why.starts_with(name) ? why.substr(name.size()) : why;
+  warn(why_);
+}
+
+void DepotUse::warn(const std::string &why) const {
   std::cerr << "warning: depot " << printable(options_.directory) << ": " << printable(why)
             << ": the data go through uncached\n";
 }
@@ -92,6 +97,9 @@ DepotUse::Result DepotUse::keep(sprig::ConstTableView table,
     if (!kept.isKept && result.whyNot.empty()) {
       result.whyNot = kept.why;
     }
+  }
+  if (depot && result.notKept > 0) { // else it was told before
+    warn(result.whyNot);
   }
   return result;
 }

@@ -51,6 +51,7 @@ public:
 private:
   std::optional<sprig::Depot> opened();
   void giveUp(const std::string &why);
+  void warn(const std::string &why) const;
 
   Options options_;
   bool isUsable_ = false;

@@ -91,12 +91,15 @@ void Progress::show() {
 }
 
 void Progress::showBar() {
-  constexpr size_t barWidth = 24;
+  const bool isStalled = this->isStalled();
+  const size_t barWidth = isStalled ? 10 : 24; // a stall takes more words
   const unsigned done = percent();
   const size_t filled = barWidth * done / 100;
-  std::string line = name_ + " [" + std::string(filled, '#') + std::string(barWidth - filled, '.') +
-                     "] " + std::to_string(done) + " % of " + shownSize(total_) + ", " + rate();
-  line += isStalled() ? ", stalled: nothing has arrived for " + shownDuration(stall_) : timeLeft();
+  const std::string line =
+      name_ + " [" + std::string(filled, '#') + std::string(barWidth - filled, '.') + "] " +
+      std::to_string(done) + " % of " + shownSize(total_) +
+      (isStalled ? ", stalled: nothing has arrived for " + shownDuration(stall_)
+                 : ", " + rate() + timeLeft());
   std::cerr << '\r' << line.substr(0, terminalWidth() - 1) << "\x1b[K" << std::flush;
 }
 

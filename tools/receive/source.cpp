@@ -2,7 +2,9 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <sprig/runtime.h>
@@ -64,6 +66,7 @@ Source::Source(const std::string &text, const std::string &distributionFile)
 
 void Source::open(int32_t session) {
   if (!isChannel()) {
+    openSilence(session);
     return;
   }
   if (name_ == "stdio:") {
@@ -76,6 +79,20 @@ void Source::open(int32_t session) {
     runtime_set_channel(input_.get(), input_.get(), session);
   }
   InterruptHandler::endWhenInterrupted(input_.get());
+}
+
+// Some streams over files ask the sender for commands, where there is one.
+void Source::openSilence(int32_t session) {
+  std::array<int, 2> ends{};
+  if (getenv("KRT_CHANNEL") != nullptr) {
+    return;
+  }
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) == -1) {
+    throw systemFailure(name_);
+  }
+  input_ = Descriptor(ends[0]);
+  output_ = Descriptor(ends[1]);
+  runtime_set_channel(input_.get(), input_.get(), session);
 }
 
 // What is printed must not get into the channel.
@@ -107,8 +124,8 @@ Distribution Source::askSender() const {
   });
   if (last.kind() == sprig::Piece::Kind::command) {
     const bool isPause = last.command() == sprig::Command::pause;
-    throw Failure(name_ + (isPause ? ": paused by the sender" : ": cancelled by the sender"), {},
-                  isPause ? paused : cancelled);
+    throw Failure(name_ + (isPause ? ": paused by the sender" : ": cancelled by the sender"),
+                  isPause ? "run the same line again to go on" : "", isPause ? paused : cancelled);
   }
   return Distribution::decode(octets, name_);
 }

@@ -34,6 +34,7 @@ public:
   std::string directoryOfNamedFiles() const;
 
 private:
+  void openSilence(int32_t session);
   void openStandardStreams(int32_t session);
   Distribution askSender() const;
 
@@ -42,7 +43,7 @@ private:
   std::string directory_;
   sprig::StreamType type_ = sprig::StreamType::network;
   Descriptor input_;
-  Descriptor output_; // where it is another one
+  Descriptor output_; // or the other end of a channel that nobody has
 };
 
 } // namespace tool

@@ -71,8 +71,8 @@ uint64_t sizeOfRegularFile(const std::string &path) {
 
 } // namespace
 
-Target::Target(std::string directory, const Distribution &distribution)
-    : directory_(std::move(directory)), distribution_(distribution),
+Target::Target(std::string directory, std::string name, const Distribution &distribution)
+    : directory_(std::move(directory)), name_(std::move(name)), distribution_(distribution),
       parts_(directory_ + keptName + '/' + distribution.id), segments_(distribution.table.size()),
       isPlaced_(distribution.tree.size()) {
   lock();
@@ -83,7 +83,7 @@ void Target::lock() {
   std::error_code error;
   fs::create_directories(directory_, error);
   if (error) {
-    throw systemFailure(directory_, error.value());
+    throw systemFailure(printable(name_), error.value());
   }
   makeDirectory(directory_ + keptName);
   makeDirectory(parts_);
@@ -91,7 +91,7 @@ void Target::lock() {
   lock_ = Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
   check(lock_.get(), path);
   if (flock(lock_.get(), LOCK_EX | LOCK_NB) == -1 || isGone(lock_.get())) {
-    throw Failure(printable(directory_) + ": another receive is at work there",
+    throw Failure(printable(name_) + ": another receive is at work there",
                   "wait for it, or receive into another directory");
   }
 }

@@ -19,9 +19,9 @@ namespace tool {
 // is where the next one goes on.
 class Target {
 public:
-  // Makes the directory where it is missing. Throws Failure where another receive is at work there,
-  // or something is in the way of a directory of the tree.
-  Target(std::string directory, const Distribution &distribution);
+  // Makes the directory where it is missing; `name` is what a person calls it. Throws Failure where
+  // another receive is at work there, or something is in the way of a directory of the tree.
+  Target(std::string directory, std::string name, const Distribution &distribution);
 
   // Looks at what is there from before: files that are in place, and parts of segments.
   void scan();
@@ -74,6 +74,7 @@ private:
   template <typename Visit> void forEachFile(Visit visit) const;
 
   std::string directory_;
+  std::string name_;
   const Distribution &distribution_;
   std::string parts_;
   Descriptor lock_;
