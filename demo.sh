@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Shows the main job on real data (Debian 12): installs what is missing, builds, packs a directory
 # tree, sends it over a channel, interrupts and resumes it, and checks every byte. Leaves nothing
-# behind but build/release-demo.
+# behind but build/release-demo; with SPRIG_DEMO_BUILD, it takes the program of another build.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -27,10 +27,12 @@ fail() { echo "demo.sh: $*" >&2; exit 1; }
 run() { echo "\$ $*"; "$@"; }
 
 build() {
+  local directory=${SPRIG_DEMO_BUILD:-build/release-demo}
+  PATH=$PWD/$directory/tools:$PATH
+  [ -z "${SPRIG_DEMO_BUILD:-}" ] || return 0
   scripts/install-packages.sh g++ make cmake libcli11-dev nlohmann-json3-dev libssl-dev
-  cmake --preset release -B build/release-demo -DSPRIG_BUILD_TESTS=OFF > /dev/null
-  cmake --build build/release-demo --parallel "$(nproc)" > /dev/null
-  PATH=$PWD/build/release-demo/tools:$PATH
+  cmake --preset release -B "$directory" -DSPRIG_BUILD_TESTS=OFF > /dev/null
+  cmake --build "$directory" --parallel "$(nproc)" > /dev/null
 }
 
 # 1500 files of this machine, some random ones, a link and an empty directory.

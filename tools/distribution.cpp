@@ -11,6 +11,7 @@
 #include "failure.h"
 #include "file.h"
 #include "output.h"
+#include "reason.h"
 
 namespace tool {
 namespace {
@@ -105,8 +106,8 @@ void checkPaths(const std::vector<TreeEntry> &tree) {
   for (const TreeEntry &entry : tree) {
     const size_t slash = entry.path.rfind('/');
     const auto parent = known.find(slash == std::string::npos ? "" : entry.path.substr(0, slash));
-    if (!isPlainPath(entry.path) || isReserved(entry.path) || parent == known.end() || parent->second != Kind::directory ||
-        !known.emplace(entry.path, entry.kind).second) {
+    if (!isPlainPath(entry.path) || isReserved(entry.path) || parent == known.end() ||
+        parent->second != Kind::directory || !known.emplace(entry.path, entry.kind).second) {
       refuse("the path \"" + printable(entry.path) + '"');
     }
   }
@@ -156,6 +157,19 @@ uint64_t Distribution::size() const {
   return total;
 }
 
+uint64_t Distribution::fileCount() const {
+  return static_cast<uint64_t>(std::count_if(
+      tree.begin(), tree.end(), [](const TreeEntry &entry) { return entry.kind == Kind::file; }));
+}
+
+std::string Distribution::amount() const {
+  return counted(fileCount(), "file") + ", " + shownSize(size());
+}
+
+std::string Distribution::amountInSegments() const {
+  return amount() + " in " + counted(table.size(), "segment");
+}
+
 sprig::Octets Distribution::encode() const {
   sprig::PropertyLists entries;
   for (const TreeEntry &entry : tree) {
@@ -175,7 +189,7 @@ Distribution Distribution::decode(const sprig::Octets &octets, const std::string
   } catch (const Failure &failure) {
     throw Failure(isNone + failure.what());
   } catch (const sprig::Error &error) {
-    throw Failure(isNone + error.what());
+    throw Failure(isNone + reasonOf(error));
   }
 }
 

@@ -36,6 +36,10 @@ struct Distribution {
 
   // The bytes of its data.
   uint64_t size() const;
+  uint64_t fileCount() const;
+  // "3 files, 45.0 KiB", and " in 3 segments" behind it.
+  std::string amount() const;
+  std::string amountInSegments() const;
 
   sprig::Octets encode() const;
   // Throws Failure, which names `origin`, for bytes that are no distribution, or one that nobody

@@ -14,7 +14,7 @@ namespace tool {
 bool isTerminal(int descriptor) { return isatty(descriptor) == 1; }
 
 std::string shownSize(uint64_t bytes) {
-  static constexpr std::array units{"KiB", "MiB", "GiB", "TiB"};
+  static constexpr std::array units{"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
   if (bytes < 1024) {
     return std::to_string(bytes) + " B";
   }
@@ -64,9 +64,13 @@ std::chrono::seconds parseDuration(const std::string &text) {
 
 std::string printable(std::string_view text) {
   std::string shown(text);
-  for (char &letter : shown) {
-    if (static_cast<unsigned char>(letter) < ' ' || letter == '\x7f') {
-      letter = '?';
+  for (size_t i = 0; i < shown.size(); ++i) {
+    const auto octet = static_cast<unsigned char>(shown[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < shown.size() ? shown[i + 1] : 0);
+    if (octet < ' ' || octet == 0x7F) {
+      shown[i] = '?';
+    } else if (octet == 0xC2 && next >= 0x80 && next < 0xA0) { // further ones, in UTF-8
+      shown.replace(i, 2, "?");
     }
   }
   return shown;

@@ -57,12 +57,27 @@ public:
   Distribution pack() {
     distribution_.id = options_.id;
     makeDestination();
-    addDirectory(options_.source, "");
-    distribution_.save(options_.destination + '/' + Distribution::fileName);
+    try {
+      addDirectory(options_.source, "");
+      distribution_.save(options_.destination + '/' + Distribution::fileName);
+    } catch (...) {
+      emptyDestination();
+      throw;
+    }
     return std::move(distribution_);
   }
 
 private:
+  // So that the same line can be run again.
+  void emptyDestination() const {
+    std::error_code error;
+    for (fs::directory_iterator entry(options_.destination, error), end; !error && entry != end;
+         entry.increment(error)) {
+      std::error_code stays;
+      fs::remove(entry->path(), stays);
+    }
+  }
+
   // One that holds something else is left alone.
   void makeDestination() const {
     std::error_code error;
@@ -196,12 +211,6 @@ private:
   std::array<char, 65536> buffer_;
 };
 
-size_t countFiles(const Distribution &distribution) {
-  return static_cast<size_t>(
-      std::count_if(distribution.tree.begin(), distribution.tree.end(),
-                    [](const TreeEntry &entry) { return entry.kind == TreeEntry::Kind::file; }));
-}
-
 void prepare(Options &options) {
   if (options.id.empty()) {
     options.id = fs::absolute(options.source).lexically_normal().filename().string();
@@ -224,18 +233,15 @@ void prepare(Options &options) {
 int pack(Options options) {
   prepare(options);
   const Distribution distribution = Packer(options).pack();
-  const size_t files = countFiles(distribution);
   if (options.isJson) {
     const nlohmann::ordered_json result{{"distribution", distribution.id},
-                                        {"files", files},
+                                        {"files", distribution.fileCount()},
                                         {"bytes", distribution.size()},
                                         {"segments", distribution.table.size()}};
     std::cout << result << '\n';
   } else {
     std::cout << "packed " << printable(options.source) << " as " << distribution.id << " into "
-              << printable(options.destination) << ": " << counted(files, "file") << ", "
-              << shownSize(distribution.size()) << " in "
-              << counted(distribution.table.size(), "segment") << '\n';
+              << printable(options.destination) << ": " << distribution.amountInSegments() << '\n';
   }
   return done;
 }

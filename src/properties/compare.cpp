@@ -31,6 +31,7 @@ bool canBeText(TypeCode wholeType) {
   case TYPE_KIND_BOOLEAN:
   case TYPE_KIND_OCTET:
   case TYPE_KIND_SEQUENCE:
+  case TYPE_KIND_ANY: // begins with its type
     return false;
   default:
     return true;

@@ -82,10 +82,7 @@ TEST_F(ReceiveAtWork, FollowsInItsStatus) {
   startWith(program, sender, part);
   sender.sendCommand(sprig::Command::pause);
   program.wait();
-  EXPECT_EQ(test::sprig({"status", "tree"}), (Outcome{0,
-                                                      "ID    STATE   RECEIVED     TOTAL  PERCENT\n"
-                                                      "tree  paused  24.4 KiB  45.0 KiB     54 %\n",
-                                                      ""}));
+  EXPECT_NE(test::sprig({"status", "tree"}).output.find("\ntree  paused  "), std::string::npos);
   RunningProgram again(fromSender({"--no-depot"}));
   sender.serve();
   again.wait();

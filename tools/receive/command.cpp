@@ -83,8 +83,7 @@ private:
   void receive(const Distribution &distribution, DepotUse::Options depotOptions) {
     Target &target = target_.emplace(into_, options_.into, distribution);
     target.scan();
-    print(distribution.id + ": " + amountOf(distribution) + " in " +
-          counted(distribution.table.size(), "segment") + '\n');
+    print(distribution.id + ": " + distribution.amountInSegments() + '\n');
     DepotUse depot(std::move(depotOptions));
     depot.showStreams(target.partsDirectory() + "/configuration");
     transfer(distribution, target, depot);

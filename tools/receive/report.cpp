@@ -13,12 +13,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-uint64_t countFiles(const Distribution &distribution) {
-  return static_cast<uint64_t>(
-      std::count_if(distribution.tree.begin(), distribution.tree.end(),
-                    [](const TreeEntry &entry) { return entry.kind == TreeEntry::Kind::file; }));
-}
-
 std::string date(int32_t time) {
   std::array<char, 32> text{};
   const time_t seconds = time;
@@ -68,13 +62,9 @@ Json asJson(const DepotUse::Result &depot) {
 
 } // namespace
 
-std::string amountOf(const Distribution &distribution) {
-  return counted(countFiles(distribution), "file") + ", " + shownSize(distribution.size());
-}
-
 std::string asText(const Report &report) {
   std::string text = "received " + report.distribution.id + " into " + printable(report.directory) +
-                     ": " + amountOf(report.distribution) + ", every byte verified\n";
+                     ": " + report.distribution.amount() + ", every byte verified\n";
   const Share &here = report.shares[0];
   if (isUsed(here)) {
     text += "  there already: " + amountOf(here) + '\n';
@@ -108,7 +98,7 @@ std::string asJson(const Report &report) {
   }
   const Json result{{"distribution", report.distribution.id},
                     {"into", report.directory},
-                    {"files", countFiles(report.distribution)},
+                    {"files", report.distribution.fileCount()},
                     {"bytes", report.distribution.size()},
                     {"sources", sources},
                     {"refused", refused},

@@ -24,9 +24,6 @@ struct Report {
 std::string asText(const Report &report);
 std::string asJson(const Report &report);
 
-// "3 files, 45.0 KiB".
-std::string amountOf(const Distribution &distribution);
-
 } // namespace tool
 
 #endif

@@ -34,12 +34,6 @@ void print(const Json &line) {
   std::cout << line.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
 }
 
-size_t filesOf(const Distribution &distribution) {
-  return static_cast<size_t>(
-      std::count_if(distribution.tree.begin(), distribution.tree.end(),
-                    [](const TreeEntry &entry) { return entry.kind == TreeEntry::Kind::file; }));
-}
-
 std::string wholeOf(const Account &account) {
   if (account.wanted == 0 && account.held == 0) {
     return "needed nothing";
@@ -61,19 +55,16 @@ std::string partOf(const Account &account) {
 } // namespace
 
 void Report::serving(const Distribution &distribution, const std::string &address) const {
-  const size_t files = filesOf(distribution);
-  const size_t segments = distribution.table.size();
   if (isJson_) {
     print({{"event", "serving"},
            {"distribution", distribution.id},
            {"address", address},
-           {"files", files},
+           {"files", distribution.fileCount()},
            {"bytes", distribution.size()},
-           {"segments", segments}});
+           {"segments", distribution.table.size()}});
   } else {
     std::cout << "serving " << distribution.id << " at " << shownAddress(address) << ": "
-              << counted(files, "file") << ", " << shownSize(distribution.size()) << " in "
-              << counted(segments, "segment") << std::endl;
+              << distribution.amountInSegments() << std::endl;
   }
 }
 
