@@ -150,22 +150,24 @@ private:
   void addFile(const std::string &path, const std::string &name, const struct stat &status) {
     TreeEntry &entry = append(TreeEntry::Kind::file, name, status);
     InputFile file(path, false);
-    while (addSegment(file, name, entry.segmentCount + 1)) {
+    while (addSegment(file, entry)) {
       ++entry.segmentCount;
     }
   }
 
   // Makes a segment of what the file still has, up to the size of one; false at the end.
-  bool addSegment(InputFile &file, const std::string &name, uint32_t number) {
+  bool addSegment(InputFile &file, const TreeEntry &entry) {
     const std::string stem = nextStem();
     const std::string path = options_.destination + '/' + stem + ".dat";
     Digest digest;
-    const uint64_t size = copy(file, path, digest);
+    const uint64_t size = copy(file, path, entry.mode & 0666U, digest);
     if (size == 0) {
       return false;
     }
     const sprig::Octets checksum = digest.finish();
-    sprig::Segment segment(encodedPath(name) + (number > 1 ? '@' + std::to_string(number) : ""),
+    const uint32_t number = entry.segmentCount + 1;
+    sprig::Segment segment(encodedPath(entry.path) +
+                               (number > 1 ? '@' + std::to_string(number) : ""),
                            hexadecimal(checksum).substr(0, 16));
     segment.set_location(stem + ".dat");
     segment.set_size(size);
@@ -183,8 +185,9 @@ private:
     return stem.data();
   }
 
-  // The file is made with its first byte: an empty segment has none.
-  uint64_t copy(InputFile &source, const std::string &path, Digest &digest) {
+  // The file is made with its first byte: an empty segment has none. Who may not read the one in
+  // the tree may not read this one.
+  uint64_t copy(InputFile &source, const std::string &path, mode_t mode, Digest &digest) {
     std::unique_ptr<OutputFile> file;
     uint64_t size = 0;
     while (size < options_.segmentSize) {
@@ -194,7 +197,7 @@ private:
         break;
       }
       if (!file) {
-        file = std::make_unique<OutputFile>(path);
+        file = std::make_unique<OutputFile>(path, OutputFile::Start::empty, mode | S_IRUSR);
       }
       digest.add(buffer_.data(), count);
       file->write({buffer_.data(), count});
@@ -211,19 +214,22 @@ private:
   std::array<char, 65536> buffer_;
 };
 
+// "tree" of "a/tree" and of "a/tree/".
+std::string nameOf(const std::string &directory) {
+  const fs::path path = fs::absolute(directory).lexically_normal();
+  return (path.has_filename() ? path : path.parent_path()).filename().string();
+}
+
 void prepare(Options &options) {
-  if (options.id.empty()) {
-    options.id = fs::absolute(options.source).lexically_normal().filename().string();
-    if (options.id.empty()) { // of "tree/"
-      options.id =
-          fs::absolute(options.source).lexically_normal().parent_path().filename().string();
-    }
-  }
-  refuseUnlessDistributionId(options.id);
   std::error_code error;
   if (!fs::is_directory(options.source, error)) {
-    throw systemFailure(options.source, error ? error.value() : ENOTDIR);
+    throw systemFailure(options.source.empty() ? "\"\"" : printable(options.source),
+                        error ? error.value() : ENOTDIR);
   }
+  if (options.id.empty()) {
+    options.id = nameOf(options.source);
+  }
+  refuseUnlessDistributionId(options.id);
   if (options.segmentSize == 0 || options.segmentSize > INT32_MAX) {
     throw Failure("--segment-size: a segment has between 1 byte and 2 GiB less one", {},
                   wrongUsage);

@@ -51,7 +51,7 @@ _sprig_values() {
     'serve --listen' | 'collect --listen') echo unix: tcp: stdio: ;;
     'send --to') echo unix: tcp: fd: stdio: ;;
     'props convert --to' | props*' --layout') echo with-length improved bare json ;;
-    'props set --type') 
+    'props set --type')
       echo string short long ulong boolean octets properties properties_list any object none encoded
       ;;
   esac

@@ -21,6 +21,7 @@ namespace {
 
 using Kind = TreeEntry::Kind;
 
+constexpr mode_t privateMode = 0600; // until a file has its own
 constexpr const char *keptName = "/.sprig";
 constexpr const char *lockName = "/.sprig/.lock"; // no id begins with a dot
 
@@ -31,9 +32,9 @@ void check(int result, const std::string &name) {
 }
 
 // A directory itself, not a link to one: what is written below must stay below.
-void makeDirectory(const std::string &path) {
+void makeDirectory(const std::string &path, mode_t mode = 0777) {
   struct stat status {};
-  if (mkdir(path.c_str(), 0777) == -1 && errno != EEXIST) {
+  if (mkdir(path.c_str(), mode) == -1 && errno != EEXIST) {
     throw systemFailure(printable(path));
   }
   check(lstat(path.c_str(), &status), path);
@@ -85,8 +86,8 @@ void Target::lock() {
   if (error) {
     throw systemFailure(printable(name_), error.value());
   }
-  makeDirectory(directory_ + keptName);
-  makeDirectory(parts_);
+  makeDirectory(directory_ + keptName, 0700);
+  makeDirectory(parts_, 0700);
   const std::string path = directory_ + lockName;
   lock_ = Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
   check(lock_.get(), path);
@@ -96,10 +97,14 @@ void Target::lock() {
   }
 }
 
+// They get their own permissions when everything in them is in place.
 void Target::makeDirectories() {
   for (const TreeEntry &entry : distribution_.tree) {
     if (entry.kind == Kind::directory) {
       makeDirectory(pathOf(entry));
+      if (access(pathOf(entry).c_str(), W_OK | X_OK) == -1) {
+        check(chmod(pathOf(entry).c_str(), S_IRWXU), pathOf(entry));
+      }
     }
   }
 }
@@ -216,7 +221,7 @@ void Target::placeFile(const TreeEntry &entry, size_t first) {
   const std::string path = pathOf(entry);
   const std::string whole = entry.segmentCount == 0 ? parts_ + "/empty" : partPath(first);
   if (entry.segmentCount == 0) {
-    OutputFile(whole).close();
+    OutputFile(whole, OutputFile::Start::empty, privateMode).close();
   } else {
     appendParts(whole, first, entry.segmentCount);
   }
@@ -261,7 +266,7 @@ namespace {
 
 // What is there is not counted as received twice.
 OutputFile partFile(const std::string &path, uint64_t have) {
-  OutputFile file(path, OutputFile::Start::atEnd);
+  OutputFile file(path, OutputFile::Start::atEnd, privateMode);
   file.truncate(have);
   return file;
 }
