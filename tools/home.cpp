@@ -34,7 +34,7 @@ std::string configuredDepot() {
   if (file != nullptr) {
     static_cast<void>(mrt_get_config_from_file(file, &depot, 1));
   }
-  const std::string directory = depot.value == nullptr ? "" : depot.value;
+  std::string directory = depot.value == nullptr ? "" : depot.value;
   mg_free(depot.value);
   mg_free(file);
   return directory;

@@ -58,9 +58,7 @@ int run(const Action &action) {
   }
 }
 
-} // namespace
-
-int main(int count, char **arguments) {
+int run(int count, char **arguments) {
   CLI::App program("Distributes files: packs, serves and receives them, and keeps them in a depot.",
                    "sprig");
   program.set_version_flag("--version", "sprig " SPRIG_VERSION);
@@ -75,4 +73,14 @@ int main(int count, char **arguments) {
     return program.exit(error) == 0 ? done : wrongUsage;
   }
   return run(action);
+}
+
+} // namespace
+
+int main(int count, char **arguments) {
+  try {
+    return run(count, arguments);
+  } catch (...) { // not even telling it worked
+    return failed;
+  }
 }

@@ -50,6 +50,10 @@ std::string encodedPath(std::string_view path) {
   return id;
 }
 
+std::string below(std::string directory, const std::string &name) {
+  return directory.append("/").append(name);
+}
+
 class Packer {
 public:
   explicit Packer(const Options &options) : options_(options) {}
@@ -103,7 +107,7 @@ private:
     }
     std::sort(names.begin(), names.end()); // so that packing again gives the same
     for (const std::string &child : names) {
-      add(path + '/' + child, name.empty() ? child : name + '/' + child);
+      add(below(path, child), name.empty() ? child : below(name, child));
     }
   }
 
