@@ -16,13 +16,12 @@
 #include "connection.h"
 #include "failure.h"
 #include "file.h"
+#include "json_line.h"
 #include "output.h"
 #include "subcommand.h"
 
 namespace tool {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 struct CollectOptions {
   std::string file;
@@ -32,6 +31,21 @@ struct CollectOptions {
   int32_t session = 0;
   bool isJson = false;
 };
+
+// Files that go when a signal ends the process.
+const char *volatile partToRemove = nullptr;
+const char *volatile socketToRemove = nullptr;
+
+void giveUp(int) {
+  static constexpr std::string_view text = "sprig: interrupted: nothing was collected\n";
+  for (const char *const file : {partToRemove, socketToRemove}) {
+    if (file != nullptr) {
+      unlink(file);
+    }
+  }
+  (void)!write(STDERR_FILENO, text.data(), text.size());
+  _exit(interrupted);
+}
 
 // A file that has another name until all of it is there. One that is given up leaves nothing, also
 // when a signal ends the process.
@@ -71,23 +85,24 @@ private:
     return path;
   }
 
-  static void giveUp(int) {
-    static constexpr std::string_view text = "sprig: interrupted: nothing was collected\n";
-    if (partToRemove != nullptr) {
-      unlink(partToRemove);
-    }
-    (void)!::write(STDERR_FILENO, text.data(), text.size());
-    _exit(interrupted);
-  }
-
-  static const char *volatile partToRemove;
-
   std::string path_;
   std::string partPath_;
   OutputFile file_;
 };
 
-const char *volatile PartFile::partToRemove = nullptr;
+// Lets a signal remove the socket file of a listener, which is there as long.
+class SocketFile {
+public:
+  explicit SocketFile(const Listener &listener) {
+    static constexpr std::string_view scheme = "unix:";
+    if (listener.address().starts_with(scheme)) {
+      socketToRemove = listener.address().c_str() + scheme.size();
+    }
+  }
+  ~SocketFile() { socketToRemove = nullptr; }
+  SocketFile(const SocketFile &) = delete;
+  SocketFile &operator=(const SocketFile &) = delete;
+};
 
 // One transfer, into a file.
 class Collection {
@@ -163,6 +178,7 @@ Connection awaitSender(const CollectOptions &options) {
     return Connection::standard(options.session);
   }
   const Listener listener(options.address);
+  const SocketFile file(listener);
   if (!options.isJson) {
     std::cout << "waiting for " << printable(options.file) << " at "
               << printable(listener.address()) << std::endl;
@@ -184,8 +200,9 @@ int collect(const CollectOptions &options) {
   }
   part.complete();
   if (options.isJson) {
-    const Json result{{"file", options.file}, {"peer", connection.peer()}, {"bytes", size}};
-    std::cout << result.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+    const nlohmann::ordered_json result{
+        {"file", options.file}, {"peer", connection.peer()}, {"bytes", size}};
+    std::cout << jsonLine(result);
   } else {
     std::cout << "collected " << file << " from " << connection.peer() << ": " << shownSize(size)
               << '\n';

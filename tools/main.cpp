@@ -30,11 +30,16 @@ void quietLog() {
   }
 }
 
-// "sprig: TEXT" and, where there is one, "hint: HINT".
+// Texts of the library may end with newlines.
+std::string lineOf(const std::string &text) {
+  return printable(text.substr(0, text.find_last_not_of('\n') + 1));
+}
+
+// "sprig: TEXT" and, where there is one, "hint: HINT": a line each, whatever names are in them.
 int tell(const std::string &text, const std::string &hint = {}, int status = failed) {
-  std::cerr << "sprig: " << text << '\n';
+  std::cerr << "sprig: " << lineOf(text) << '\n';
   if (!hint.empty()) {
-    std::cerr << "hint: " << hint << '\n';
+    std::cerr << "hint: " << lineOf(hint) << '\n';
   }
   return status;
 }
@@ -63,7 +68,11 @@ int run(int count, char **arguments) {
                    "sprig");
   program.set_version_flag("--version", "sprig " SPRIG_VERSION);
   program.require_subcommand(1);
-  program.footer("\"sprig SUBCOMMAND --help\" has examples. Exit status: 0 done, 1 failed, 2 wrong "
+  program.footer("Examples:\n"
+                 "  sprig pack site -o site.dist\n"
+                 "  sprig serve site.dist --listen unix:/tmp/site.socket\n"
+                 "  sprig receive --from unix:/tmp/site.socket --into copy\n"
+                 "\"sprig SUBCOMMAND --help\" has examples. Exit status: 0 done, 1 failed, 2 wrong "
                  "usage,\n3 paused and 4 cancelled by the sender, 5 refused, 130 interrupted.");
   Action action;
   addAll(program, action);

@@ -3,6 +3,7 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
+#include <iostream>
 #include <limits>
 
 #include <unistd.h>
@@ -10,6 +11,38 @@
 #include "failure.h"
 
 namespace tool {
+namespace {
+
+// The smallest number that UTF-8 writes with so many bytes: what is smaller is written with fewer.
+constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
+
+// The number of bytes of the letter that text begins with; 1 also for a byte that is no UTF-8.
+size_t letterSize(std::string_view text) {
+  const auto first = static_cast<unsigned char>(text[0]);
+  const size_t size = first < 0xC0 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF8 ? 4 : 1;
+  if (size == 1 || size > text.size()) {
+    return 1;
+  }
+  char32_t number = first & (0x7FU >> size);
+  for (const char next : text.substr(1, size - 1)) {
+    if ((static_cast<unsigned char>(next) & 0xC0U) != 0x80) {
+      return 1;
+    }
+    number = number << 6U | (static_cast<unsigned char>(next) & 0x3FU);
+  }
+  const bool isSurrogate = number >= 0xD800 && number < 0xE000;
+  return number < smallest[size] || isSurrogate || number > 0x10FFFF ? 1 : size;
+}
+
+// Those of ASCII, and 0x80 to 0x9F, be it as UTF-8 or as bytes of their own.
+bool isControl(std::string_view letter) {
+  const auto last = static_cast<unsigned char>(letter.back());
+  const bool isFurther = last >= 0x80 && last < 0xA0;
+  return last < ' ' || last == 0x7F ||
+         (isFurther && (letter.size() == 1 || (letter.size() == 2 && letter[0] == '\xC2')));
+}
+
+} // namespace
 
 bool isTerminal(int descriptor) { return isatty(descriptor) == 1; }
 
@@ -63,17 +96,15 @@ std::chrono::seconds parseDuration(const std::string &text) {
 }
 
 std::string printable(std::string_view text) {
-  std::string shown(text);
-  for (size_t i = 0; i < shown.size(); ++i) {
-    const auto octet = static_cast<unsigned char>(shown[i]);
-    const auto next = static_cast<unsigned char>(i + 1 < shown.size() ? shown[i + 1] : 0);
-    if (octet < ' ' || octet == 0x7F) {
-      shown[i] = '?';
-    } else if (octet == 0xC2 && next >= 0x80 && next < 0xA0) { // further ones, in UTF-8
-      shown.replace(i, 2, "?");
-    }
+  std::string shown;
+  while (!text.empty()) {
+    const std::string_view letter = text.substr(0, letterSize(text));
+    shown += isControl(letter) ? "?" : letter;
+    text.remove_prefix(letter.size());
   }
   return shown;
 }
+
+void warn(std::string_view text) { std::cerr << "warning: " << printable(text) << '\n'; }
 
 } // namespace tool

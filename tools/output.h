@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace tool {
 
@@ -23,6 +24,9 @@ std::chrono::seconds parseDuration(const std::string &text);
 // Text from outside, on one line and without what would steer a terminal: control characters become
 // question marks.
 std::string printable(std::string_view text);
+
+// "warning: TEXT" on standard error, the text as printable() has it.
+void warn(std::string_view text);
 
 } // namespace tool
 

@@ -17,6 +17,7 @@
 #include "distribution.h"
 #include "failure.h"
 #include "file.h"
+#include "json_line.h"
 #include "output.h"
 #include "subcommand.h"
 
@@ -133,7 +134,7 @@ private:
   }
 
   static void leaveOut(const std::string &path, const char *reason) {
-    std::cerr << "warning: " << printable(path) << ": left out: " << reason << '\n';
+    warn(path + ": left out: " + reason);
   }
 
   bool isDestination(const struct stat &status) const {
@@ -248,7 +249,7 @@ int pack(Options options) {
                                         {"files", distribution.fileCount()},
                                         {"bytes", distribution.size()},
                                         {"segments", distribution.table.size()}};
-    std::cout << result << '\n';
+    std::cout << jsonLine(result);
   } else {
     std::cout << "packed " << printable(options.source) << " as " << distribution.id << " into "
               << printable(options.destination) << ": " << distribution.amountInSegments() << '\n';

@@ -15,13 +15,12 @@
 #include "connection.h"
 #include "failure.h"
 #include "file.h"
+#include "json_line.h"
 #include "output.h"
 #include "subcommand.h"
 
 namespace tool {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 struct SendOptions {
   std::string file;
@@ -80,8 +79,9 @@ int send(const SendOptions &options) {
   runtime_set_channel(connection.input(), connection.output(), options.session);
   transfer(options);
   if (options.isJson) {
-    const Json result{{"file", options.file}, {"address", options.address}, {"bytes", amount}};
-    std::cout << result.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n';
+    const nlohmann::ordered_json result{
+        {"file", options.file}, {"address", options.address}, {"bytes", amount}};
+    std::cout << jsonLine(result);
   } else {
     std::cout << "sent " << printable(options.file) << " to " << shownAddress(options.address)
               << ": " << shownSize(amount) << '\n';

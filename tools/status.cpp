@@ -1,15 +1,16 @@
 // `sprig status`: how far distributions have come, from their status files.
-#include <algorithm>
-#include <array>
+#include <cstddef>
 #include <iostream>
 #include <memory>
 #include <string>
 
 #include "home.h"
+#include "json_line.h"
 #include "output.h"
 #include "status_reading.h"
 #include "status_watch.h"
 #include "subcommand.h"
+#include "table.h"
 
 namespace tool {
 namespace {
@@ -26,7 +27,7 @@ void print(const StatusFiles &files, bool isJson) {
     for (const DistributionStatus &status : files.readable) {
       array.push_back(status.toJson());
     }
-    std::cout << jsonLine(array) << '\n';
+    std::cout << jsonLine(array);
   } else {
     for (const std::string &line : statusTable(files.readable)) {
       std::cout << line << '\n';
@@ -47,50 +48,26 @@ int showStatus(const Options &options) {
   return files.failures.empty() ? done : failed;
 }
 
-using Row = std::array<std::string, 5>;
-
-Row rowOf(const DistributionStatus &status) {
-  return {printable(status.id), std::string(status.state), shownSize(status.received),
-          status.shownTotal(), status.shownPercent()};
-}
-
-Row widest(Row row, const Row &other) {
-  for (size_t i = 0; i < row.size(); ++i) {
-    row[i].resize(std::max(row[i].size(), other[i].size()));
-  }
-  return row;
-}
-
-// Names to the left, numbers to the right.
-std::string alignedRow(const Row &row, const Row &widths) {
-  constexpr size_t names = 2;
-  std::string line;
-  for (size_t i = 0; i < row.size(); ++i) {
-    const std::string blanks(widths[i].size() - row[i].size(), ' ');
-    line += (i == 0 ? "" : "  ") + (i < names ? row[i] + blanks : blanks + row[i]);
-  }
-  return line;
-}
-
 } // namespace
 
 std::vector<std::string> statusTable(const std::vector<DistributionStatus> &statuses) {
-  const Row header{"ID", "STATE", "RECEIVED", "TOTAL", "PERCENT"};
-  Row widths = header;
+  Table table({{"ID"},
+               {"STATE"},
+               {"RECEIVED", Align::right},
+               {"TOTAL", Align::right},
+               {"PERCENT", Align::right}});
   for (const DistributionStatus &status : statuses) {
-    widths = widest(widths, rowOf(status));
+    table.add({printable(status.id), std::string(status.state), shownSize(status.received),
+               status.shownTotal(), status.shownPercent()});
   }
-  std::vector<std::string> lines{alignedRow(header, widths)};
-  for (const DistributionStatus &status : statuses) {
-    lines.push_back(alignedRow(rowOf(status), widths));
-    if (!status.failure.empty()) {
-      lines.push_back("  " + printable(status.failure));
+  std::vector<std::string> lines = table.lines();
+  for (size_t i = statuses.size(); i > 0; --i) { // from the end, so that the places stay right
+    if (const std::string &failure = statuses[i - 1].failure; !failure.empty()) {
+      lines.insert(lines.begin() + static_cast<ptrdiff_t>(i) + 1, "  " + printable(failure));
     }
   }
   return lines;
 }
-
-void warn(const std::string &failure) { std::cerr << "warning: " << failure << '\n'; }
 
 void addStatus(CLI::App &program, Action &action) {
   CLI::App &subcommand =

@@ -138,8 +138,4 @@ std::string statusDirectory() {
   }
 }
 
-std::string jsonLine(const nlohmann::ordered_json &json) {
-  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-}
-
 } // namespace tool

@@ -45,9 +45,6 @@ StatusFiles readStatusFiles(const std::string &id);
 // Where they are.
 std::string statusDirectory();
 
-// JSON on one line, text that is no UTF-8 put right.
-std::string jsonLine(const nlohmann::ordered_json &json);
-
 } // namespace tool
 
 #endif

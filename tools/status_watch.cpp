@@ -10,6 +10,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "json_line.h"
 #include "output.h"
 #include "receive/interrupt.h"
 #include "subcommand.h"
@@ -39,7 +40,7 @@ public:
       const auto [before, isNew] = shown_.try_emplace(status.id, status);
       if (isNew || before->second != status) {
         before->second = status;
-        std::cout << (isJson_ ? jsonLine(status.toJson()) : status.shown()) << '\n';
+        std::cout << (isJson_ ? jsonLine(status.toJson()) : status.shown() + '\n');
       }
     }
     std::cout.flush();

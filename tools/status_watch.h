@@ -12,9 +12,6 @@ namespace tool {
 // A table with what a person wants to know of distributions.
 std::vector<std::string> statusTable(const std::vector<DistributionStatus> &statuses);
 
-// "warning: ..." on standard error.
-void warn(const std::string &failure);
-
 // Shows the status of all distributions, or of one, until none of them is under way any more. Gives
 // the exit status.
 int watchStatus(const std::string &id, bool isJson);

@@ -126,6 +126,14 @@ TEST_F(DepotAdd, ReplacesWhatHasLostItsData) {
   EXPECT_EQ(test::readFile(path("a", ".dat")), "data");
 }
 
+TEST_F(DepotAdd, ReplacesWhatIsDamaged) {
+  add("a", "data");
+  test::writeFile(path("a", ".dat"), "DATA");
+  add("a", "data");
+  EXPECT_EQ(test::readFile(path("a", ".dat")), "data");
+  EXPECT_EQ(run({"verify"}).output, "verified 1 entry, 1 KB: nothing is wrong\n");
+}
+
 TEST_F(DepotAdd, TakesOverWhatSomebodyHasLeftBehind) {
   test::Toc toc;
   toc.id = "a";

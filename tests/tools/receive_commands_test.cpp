@@ -133,3 +133,26 @@ TEST_F(ReceiveAtWork, LeavesTheDirectoryToOthersWhenItIsKilled) {
   EXPECT_EQ(test::sprig(from("dir:dist", {"--quiet"})), (Outcome{0, "", ""}));
   expectTree();
 }
+
+TEST_F(ReceiveAtWork, NamesAStallBeforeItKnowsWhatItReceives) {
+  RunningProgram program(fromSender({"--no-depot", "--stall", "1s"}));
+  sender.accept();
+  const std::string line =
+      "unix:" + directory / "sender" + ": stalled: nothing has arrived for 1 s\n";
+  EXPECT_TRUE(test::await([&] { return test::errorsOf(program) == line; }));
+}
+
+TEST_F(ReceiveAtWork, IsToldAsFailedWhenItsDataStayWrong) {
+  RunningProgram program(fromSender({"--no-depot"}));
+  sender.serve([](std::string_view id, std::string bytes) {
+    return id == "image" ? std::string(bytes.size(), 'x') : bytes;
+  });
+  const Outcome outcome = program.wait();
+  EXPECT_EQ(outcome.status, 5);
+  const std::string refusal = "warning: image: refused: from the channel: ";
+  EXPECT_EQ(outcome.errors.find(refusal), outcome.errors.rfind(refusal)) << "told once";
+  const Outcome status = test::sprig({"status", "tree"});
+  EXPECT_NE(status.output.find("failed"), std::string::npos) << status.output;
+  EXPECT_NE(status.output.find("does not match what was packed: image"), std::string::npos)
+      << status.output;
+}

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/resource.h>
+
 #include <gtest/gtest.h>
 
 #include "support/depot.h"
@@ -278,4 +280,61 @@ TEST_F(ReceiveWithDepot, GoesOnWhereItCannotBeWritten) {
   EXPECT_TRUE(std::regex_match(outcome.errors, warning)) << outcome.errors;
   EXPECT_NE(outcome.output.find("\n  not kept in the depot: 3 segments: "), std::string::npos)
       << outcome.output;
+}
+
+TEST_F(ReceiveWithDepot, TouchesNoFileThatADamagedEntryNames) {
+  receive();
+  test::writeFile("precious", "mine");
+  for (const std::string &path : files(".xml")) {
+    test::Toc toc;
+    ASSERT_TRUE(test::parseToc(test::readFile(path), toc));
+    toc.location = directory / "precious";
+    toc.referenceCount = "1";
+    test::writeFile(path, toc.bytes());
+  }
+  EXPECT_EQ(receive().status, 0);
+  EXPECT_EQ(sent, content.size());
+  EXPECT_EQ(test::readFile("precious"), "mine");
+}
+
+TEST_F(ReceiveWithDepot, KeepsWhatItHasWhereTheDirectoryIsFull) {
+  receive();
+  fs::remove(dataFile("notes"));
+  fs::remove_all("out");
+  Sender sender("dist");
+  Outcome outcome;
+  {
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const rlimit limit{16384, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    RunningProgram program(fromSender({"--depot", "depot"}));
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+    sender.serve();
+    outcome = program.wait();
+  }
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.errors.find("File too large"), std::string::npos) << outcome.errors;
+  EXPECT_EQ(outcome.errors.find("refused"), std::string::npos) << outcome.errors;
+  EXPECT_EQ(files(".dat").size(), 2U);
+}
+
+TEST_F(ReceiveWithDepot, GoesOnWhereItsDataAreNoFiles) {
+  receive();
+  const std::string image = dataFile("image");
+  fs::remove(image);
+  fs::create_directories(image + "/more");
+  EXPECT_EQ(receive().status, 0);
+  EXPECT_EQ(sent, 20480U);
+}
+
+TEST_F(ReceiveWithDepot, RefusesADepotThatNoConfigurationCanName) {
+  Sender sender("dist");
+  RunningProgram program(fromSender({"--depot", "blank "}));
+  EXPECT_EQ(sender.serve(), content.size());
+  const Outcome outcome = program.wait();
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_NE(outcome.errors.find("its path ends with a blank, or has a newline in it"),
+            std::string::npos)
+      << outcome.errors;
 }

@@ -191,6 +191,17 @@ TEST_F(Send, HasNothingToSend) {
       (Outcome{2, "", "sprig: log: it cannot be sent from byte 100001 on: it has 100000 bytes\n"}));
 }
 
+TEST_F(Send, ShowsNamesWithoutWhatSteersATerminal) {
+  const std::string letters = "\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x8C\xB1 \xC3\x9F \xE9";
+  const std::string controls = "\n\x1B\x7F\x9B\xC2\x9B";
+  const std::string halves = "\xE2\x82 \xE0\x82\x9B \xED\xA0\x80 \xF4\x90\x80\x80 \xF0\x9F";
+  EXPECT_EQ(test::sprig({"send", letters + controls + halves, "--to", "unix:c"}),
+            (Outcome{1, "",
+                     "sprig: " + letters +
+                         "?????\xE2? \xE0?? \xED\xA0? \xF4??? \xF0?: No such file or "
+                         "directory\n"}));
+}
+
 TEST_F(Collect, TakesWhatComesOverStandardInput) {
   EXPECT_EQ(collect(start + frameOf(11, "some ", 0) + frameOf(11, "bytes", 0) + end),
             (Outcome{0, answerTo(20, 0) + answerTo(11, 0) + answerTo(11, 0),
@@ -255,6 +266,15 @@ TEST_F(Collect, HasNowhereToWriteTo) {
   EXPECT_EQ(nowhere.errors.substr(0, 16), "sprig: no/where.");
   EXPECT_EQ(test::sprig({"collect", "-o", ".", "--listen", "unix:c"}),
             (Outcome{1, "", "sprig: .: Is a directory\n"}));
+}
+
+TEST_F(Collect, LeavesNoSocketWhenItIsInterruptedWhileItWaits) {
+  RunningProgram collector({"collect", "-o", "out", "--listen", "unix:c"});
+  EXPECT_EQ(collector.readLine(), waiting);
+  collector.send(SIGINT);
+  EXPECT_EQ(collector.wait(), (Outcome{130, "", "sprig: interrupted: nothing was collected\n"}));
+  expectNothing();
+  EXPECT_FALSE(fs::exists("c"));
 }
 
 TEST_F(Collect, LeavesNothingWhenItIsInterrupted) {

@@ -1,8 +1,10 @@
 // `sprig serve` with several receivers at once.
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <gtest/gtest.h>
@@ -61,6 +63,14 @@ protected:
         "sent 0 segments, 0 B; it had 3 segments already"};
     return texts[held];
   }
+
+  // How many descriptors the sender may have. Those that it has stay.
+  void limitDescriptors(rlim_t count) {
+    rlimit limit{};
+    EXPECT_EQ(prlimit(server().pid(), RLIMIT_NOFILE, nullptr, &limit), 0);
+    limit.rlim_cur = std::min(count, limit.rlim_max);
+    EXPECT_EQ(prlimit(server().pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
+  }
 };
 
 } // namespace
@@ -107,4 +117,26 @@ TEST_F(ServeCompany, GivesTheNextOneThePlaceOfTheLast) {
     EXPECT_EQ(Receiver("unix:s").get(table), (Answer{content, "end"}));
     EXPECT_EQ(line(), told(number, gotAllBut(0)));
   }
+}
+
+// Whoever is told second of those that leave is told after the one in the queue was tried.
+TEST_F(ServeCompany, LetsAReceiverWaitThatItHasNoDescriptorFor) {
+  constexpr rlim_t standardOnes = 3;
+  start("dist");
+  auto first = std::make_unique<Receiver>("unix:s");
+  auto second = std::make_unique<Receiver>("unix:s");
+  EXPECT_EQ(first->get({}).end, "end");
+  EXPECT_EQ(second->get({}).end, "end");
+  limitDescriptors(standardOnes);
+  auto third = std::make_unique<Receiver>("unix:s");
+  third->ask(table);
+  first.reset();
+  EXPECT_EQ(line(), told(1, "needed nothing"));
+  second.reset();
+  EXPECT_EQ(line(), told(2, "needed nothing"));
+  limitDescriptors(RLIM_INFINITY);
+  EXPECT_EQ(third->take(), (Answer{content, "end"}));
+  third.reset();
+  EXPECT_EQ(line(), told(3, gotAllBut(0)));
+  EXPECT_EQ(stop(), (Outcome{0, "served 3 receivers\n", "warning: unix:s: Too many open files\n"}));
 }

@@ -4,6 +4,7 @@
 
 #include "depot/depot.h"
 #include "failure.h"
+#include "json_line.h"
 #include "output.h"
 
 namespace tool {
@@ -29,8 +30,6 @@ std::string shownEntries(size_t count, uint64_t kilobytes) {
          std::to_string(kilobytes) + " KB";
 }
 
-void printJson(const nlohmann::ordered_json &value) {
-  std::cout << value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
-}
+void printJson(const nlohmann::ordered_json &value) { std::cout << jsonLine(value); }
 
 } // namespace tool

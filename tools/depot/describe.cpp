@@ -5,9 +5,9 @@
 #include "depot/commands.h"
 #include "depot/depot.h"
 #include "depot/entries.h"
-#include "depot/table.h"
 #include "failure.h"
 #include "output.h"
+#include "table.h"
 
 namespace tool {
 namespace {

@@ -68,7 +68,8 @@ public:
   }
 
 private:
-  // Whether it is complete, and registered for. An entry whose data are lost makes way.
+  // Whether it is complete, and registered for. An entry whose data are lost or
+  // damaged makes way.
   bool isThere() {
     const auto known = depot_.find(id_, version_);
     if (!known || !known->is_complete()) {
@@ -77,13 +78,18 @@ private:
     if (!isDescribedBy(*known)) {
       throw Failure("the depot has other data of that id and version");
     }
-    const auto data = dataStatus(*known);
-    if (!data || static_cast<uint64_t>(data->st_size) != size_) {
+    if (!hasRightData(*known)) {
       discard(depot_, *known);
       return false;
     }
     registerAgain(*known);
     return true;
+  }
+
+  bool hasRightData(const sprig::DepotEntry &entry) const {
+    const auto data = dataStatus(entry);
+    return data && static_cast<uint64_t>(data->st_size) == size_ && hasOwnData(entry) &&
+           digestOf(entry.data_path) == segment_.checksum();
   }
 
   bool isDescribedBy(const sprig::DepotEntry &entry) const {

@@ -9,9 +9,9 @@
 #include "depot/depot.h"
 #include "depot/description.h"
 #include "depot/entries.h"
-#include "depot/table.h"
 #include "failure.h"
 #include "output.h"
+#include "table.h"
 
 namespace tool {
 namespace {
@@ -134,7 +134,7 @@ std::vector<sprig::DepotEntry> readEntries(sprig::Depot &depot) {
     if (file.entry) {
       entries.push_back(std::move(*file.entry));
     } else {
-      std::cerr << "warning: " << printable(file.path) << ": " << file.fault << '\n';
+      warn(file.path + ": " + file.fault);
     }
   }
   return entries;

@@ -33,13 +33,13 @@ bool removeIf(const Condition &isOver, sprig::Depot &depot, const sprig::DepotEn
 // The library's own purges end at a TOC file that cannot be read. This one goes on behind it.
 Purged removeAll(sprig::Depot &depot, const Condition &isOver) {
   Purged purged;
-  const auto warn = [&](const std::string &name, const std::string &why) {
-    std::cerr << "warning: " << name << ": " << why << '\n';
+  const auto fail = [&](const std::string &name, const std::string &why) {
+    warn(name + ": " + why);
     ++purged.failures;
   };
   for (const TocFile &file : readTocFiles(depot)) {
     if (!file.entry) {
-      warn(printable(file.path), file.fault);
+      fail(file.path, file.fault);
       continue;
     }
     const auto data = dataStatus(*file.entry);
@@ -49,9 +49,9 @@ Purged removeAll(sprig::Depot &depot, const Condition &isOver) {
         purged.kilobytes += data ? kilobytes(static_cast<uint64_t>(data->st_size)) : 0;
       }
     } catch (const sprig::DepotError &error) {
-      warn(nameOf(*file.entry).shown(), reasonOf(error));
+      fail(nameOf(*file.entry).shown(), reasonOf(error));
     } catch (const Failure &failure) {
-      warn(nameOf(*file.entry).shown(), failure.what());
+      fail(nameOf(*file.entry).shown(), failure.what());
     }
   }
   return purged;

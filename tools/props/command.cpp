@@ -8,6 +8,7 @@
 
 #include "failure.h"
 #include "json.h"
+#include "json_line.h"
 #include "json_text.h"
 #include "output.h"
 #include "props/layout.h"
@@ -73,13 +74,11 @@ int set(const Options &options) {
 
 void tellConverted(const ListFile &file, const Options &options) {
   if (options.isJson) {
-    std::cout << Json{{"file", options.file},
-                      {"layout", file.layout},
-                      {"output", options.output},
-                      {"to", options.outputLayout},
-                      {"properties", file.list.size()}}
-                     .dump(-1, ' ', false, Json::error_handler_t::replace)
-              << '\n';
+    std::cout << jsonLine({{"file", options.file},
+                           {"layout", file.layout},
+                           {"output", options.output},
+                           {"to", options.outputLayout},
+                           {"properties", file.list.size()}});
   } else {
     std::cout << "converted " << printable(options.file) << " into " << printable(options.output)
               << ": " << file.layout << " to " << options.outputLayout << ", " << file.list.size()

@@ -54,10 +54,12 @@ public:
       DepotUse::Options depot = depotOptions(); // before the directory changes
       DepotUse::hideFromStreams();
       source_.open(options_.session);
-      distribution_ = source_.distribution();
+      distribution_ = asked();
       receive(distribution_, std::move(depot));
     } catch (const Failure &) {
       throwIfInterrupted();
+      throw;
+    } catch (const std::bad_alloc &) {
       throw;
     } catch (const std::exception &failure) {
       throwIfInterrupted();
@@ -67,6 +69,14 @@ public:
   }
 
 private:
+  // A sender may be busy with others.
+  Distribution asked() {
+    const bool isTold = style() != Progress::Style::silent;
+    const Progress waiting(source_.name(), 0, 0, stall_,
+                           isTold ? Progress::Style::stalls : Progress::Style::silent);
+    return source_.distribution();
+  }
+
   DepotUse::Options depotOptions() const {
     DepotUse::Options depot;
     depot.limit = options_.depotLimit;
@@ -93,6 +103,7 @@ private:
     Progress progress(distribution.id, distribution.size(), target.haveInAll(), stall_, style());
     Transfer transfer(distribution, target, source_, depot, progress);
     const sprig::Command command = transfer.run();
+    progress.awaitNothing();
     endUnlessComplete(command, distribution, target);
     const DepotUse::Result kept = keep(distribution, target, depot);
     target.place();
@@ -130,10 +141,23 @@ private:
       }
     }
     if (!wrong.empty()) {
-      throw Failure(distribution.id + ": " + counted(wrong.size(), "segment") +
-                        (wrong.size() == 1 ? " does" : " do") +
-                        " not match what was packed: " + listed(wrong),
-                    "the distribution itself may be damaged: pack it again", refused);
+      const std::string text = distribution.id + ": " + counted(wrong.size(), "segment") +
+                               (wrong.size() == 1 ? " does" : " do") +
+                               " not match what was packed: " + listed(wrong);
+      setStatusFailed(distribution, text);
+      throw Failure(text, "the distribution itself may be damaged: pack it again", refused);
+    }
+  }
+
+  // A stream that has come to its end does not know of it.
+  static void setStatusFailed(const Distribution &distribution, const std::string &text) {
+    try {
+      sprig::Status status(distribution.id);
+      status.load();
+      status.properties().put("err", true);
+      status.properties().put("err_msg", text);
+      status.save();
+    } catch (const std::exception &) { // the failure itself is told
     }
   }
 

@@ -1,15 +1,28 @@
 #include "receive/depot_use.h"
 
 #include <cstdlib>
-#include <iostream>
 #include <utility>
 
 #include "depot/depot.h"
+#include "depot/entries.h"
 #include "failure.h"
 #include "file.h"
 #include "output.h"
 
 namespace tool {
+
+namespace {
+
+// Streams find the depot by a line of a configuration file.
+void refuseUnlessConfigurable(const std::string &directory) {
+  static constexpr std::string_view blanks = " \t\r";
+  if (directory.find('\n') != std::string::npos ||
+      blanks.find(directory.back()) != std::string_view::npos) {
+    throw Failure("its path ends with a blank, or has a newline in it");
+  }
+}
+
+} // namespace
 
 DepotUse::DepotUse(Options options) : options_(std::move(options)), why_(options_.whyNot) {
   if (!options_.isWanted) {
@@ -17,6 +30,7 @@ DepotUse::DepotUse(Options options) : options_(std::move(options)), why_(options
   }
   isUsable_ = true;
   try {
+    refuseUnlessConfigurable(options_.directory);
     options_.directory = enterDepot(options_.directory, true);
   } catch (const std::exception &failure) {
     giveUp(failure.what());
@@ -46,8 +60,7 @@ void DepotUse::giveUp(const std::string &why) {
 }
 
 void DepotUse::warn(const std::string &why) const {
-  std::cerr << "warning: depot " << printable(options_.directory) << ": " << printable(why)
-            << ": the data go through uncached\n";
+  tool::warn("depot " + options_.directory + ": " + why + ": the data go through uncached");
 }
 
 void DepotUse::showStreams(const std::string &configurationFile) const {
@@ -68,7 +81,10 @@ std::vector<bool> DepotUse::lookUp(sprig::ConstTableView table) {
   std::optional<sprig::Depot> depot = opened();
   for (size_t i = 0; depot && i < table.size(); ++i) {
     const auto entry = depot->find(table[i].id(), table[i].version());
-    isThere[i] = entry && entry->is_complete();
+    if (entry && !hasOwnData(*entry)) { // which would go with it
+      tool::discard(*depot, *entry);
+    }
+    isThere[i] = entry && entry->is_complete() && hasOwnData(*entry) && dataStatus(*entry);
   }
   return isThere;
 }
@@ -76,8 +92,11 @@ std::vector<bool> DepotUse::lookUp(sprig::ConstTableView table) {
 void DepotUse::discard(sprig::ConstSegmentView segment) {
   if (std::optional<sprig::Depot> depot = opened()) {
     try {
-      depot->remove(segment.id(), segment.version(), true);
-    } catch (const sprig::DepotError &) { // nobody has it any more, or it stays for others
+      if (const auto entry = depot->find(segment.id(), segment.version())) {
+        tool::discard(*depot, *entry);
+      }
+    } catch (const std::exception &failure) { // it stays
+      warn(failure.what());
     }
   }
 }

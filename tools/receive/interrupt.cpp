@@ -8,6 +8,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "failure.h"
+
 namespace tool {
 namespace {
 
@@ -59,5 +61,11 @@ void InterruptHandler::endWhenInterrupted(int descriptor) {
 }
 
 bool InterruptHandler::isInterrupted() { return hasSignal != 0; }
+
+void InterruptHandler::endIfInterrupted() {
+  if (isInterrupted()) {
+    throw Failure("interrupted", {}, interrupted);
+  }
+}
 
 } // namespace tool

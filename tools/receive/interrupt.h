@@ -15,6 +15,8 @@ public:
   // An interrupt also ends this stream, so that nobody waits for it any longer. -1: none.
   static void endWhenInterrupted(int descriptor);
   static bool isInterrupted();
+  // Throws Failure, status interrupted.
+  static void endIfInterrupted();
 };
 
 } // namespace tool

@@ -111,7 +111,7 @@ void Progress::showPlain() {
       std::cerr << name_ + ": stalled: nothing has arrived for " + shownDuration(stall_) + '\n'
                 << std::flush;
     }
-  } else if (now - lastLine_ >= betweenLines && !isStallTold_) {
+  } else if (style_ == Style::plain && now - lastLine_ >= betweenLines && !isStallTold_) {
     std::cerr << name_ + ": " + std::to_string(percent()) + " % of " + shownSize(total_) + ", " +
                      rate() + timeLeft() + '\n'
               << std::flush;
@@ -120,7 +120,7 @@ void Progress::showPlain() {
 }
 
 bool Progress::isStalled() const {
-  return !isComplete_ && Clock::now() - lastArrival_.load() >= stall_;
+  return isAwaiting_ && Clock::now() - lastArrival_.load() >= stall_;
 }
 
 std::string Progress::rate() const {

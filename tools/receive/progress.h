@@ -16,7 +16,7 @@ namespace tool {
 // goes back, and says 100 % only when it is told that everything is verified.
 class Progress {
 public:
-  enum class Style { silent, plain, bar };
+  enum class Style { silent, stalls, plain, bar }; // stalls: only these
 
   // `start` bytes of `total` are there already. Nothing that arrives for `stall` is told as a
   // stall.
@@ -29,6 +29,8 @@ public:
   // So many bytes have arrived; `reached` is how many are there in all, without those that were
   // there before and had to come again.
   void arrived(uint64_t bytes, uint64_t reached);
+  // Nothing more is to come: what takes time from now on is no stall.
+  void awaitNothing() { isAwaiting_ = false; }
   // Everything is there and verified.
   void complete();
   // Takes the line away, or finishes it.
@@ -59,6 +61,7 @@ private:
   std::atomic<uint64_t> received_ = 0;
   std::atomic<uint64_t> reached_;
   std::atomic<Clock::time_point> lastArrival_ = Clock::now();
+  std::atomic<bool> isAwaiting_ = true;
   std::atomic<bool> isComplete_ = false;
 
   bool isStallTold_ = false;

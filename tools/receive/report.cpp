@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "json_line.h"
 #include "output.h"
 
 namespace tool {
@@ -103,7 +104,7 @@ std::string asJson(const Report &report) {
                     {"sources", sources},
                     {"refused", refused},
                     {"depot", asJson(report.depot)}};
-  return result.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+  return jsonLine(result);
 }
 
 } // namespace tool

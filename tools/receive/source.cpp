@@ -9,8 +9,10 @@
 
 #include <sprig/runtime.h>
 
+#include "address.h"
 #include "failure.h"
 #include "home.h"
+#include "output.h"
 #include "receive/interrupt.h"
 
 namespace tool {
@@ -22,6 +24,8 @@ struct Kind {
   std::string_view prefix; // one that ends with a colon has a path or an address behind it
   StreamType type;
 };
+
+constexpr const char *standardStreams = "stdio:";
 
 constexpr std::array<Kind, 9> kinds{{{"unix:", StreamType::network},
                                      {"tcp:", StreamType::network},
@@ -64,12 +68,14 @@ Source::Source(const std::string &text, const std::string &distributionFile)
   }
 }
 
+std::string Source::name() const { return shownAddress(name_); }
+
 void Source::open(int32_t session) {
   if (!isChannel()) {
     openSilence(session);
     return;
   }
-  if (name_ == "stdio:") {
+  if (name_ == standardStreams) {
     openStandardStreams(session);
   } else {
     input_ = Descriptor(runtime_channel_connect(name_.c_str()));
@@ -97,10 +103,14 @@ void Source::openSilence(int32_t session) {
 
 // What is printed must not get into the channel.
 void Source::openStandardStreams(int32_t session) {
+  if (isTerminal(STDIN_FILENO) || isTerminal(STDOUT_FILENO)) {
+    throw Failure(name() + ": a terminal cannot be a channel",
+                  "let a program such as ssh connect them to \"sprig serve\"", wrongUsage);
+  }
   input_ = Descriptor(dup(STDIN_FILENO));
   output_ = Descriptor(dup(STDOUT_FILENO));
   if (!input_ || !output_ || dup2(STDERR_FILENO, STDOUT_FILENO) == -1) {
-    throw systemFailure(name_);
+    throw systemFailure(name());
   }
   runtime_set_channel(input_.get(), output_.get(), session);
 }
@@ -118,16 +128,16 @@ Distribution Source::askSender() const {
   const sprig::Piece last = stream.read_all([&](const sprig::Piece &piece) {
     const std::string_view bytes = piece.bytes();
     if (bytes.size() > most - octets.size()) {
-      throw Failure(name_ + ": not a distribution that can be used: too large");
+      throw Failure(name() + ": not a distribution that can be used: too large");
     }
     octets.insert(octets.end(), bytes.begin(), bytes.end());
   });
   if (last.kind() == sprig::Piece::Kind::command) {
     const bool isPause = last.command() == sprig::Command::pause;
-    throw Failure(name_ + (isPause ? ": paused by the sender" : ": cancelled by the sender"),
+    throw Failure(name() + (isPause ? ": paused by the sender" : ": cancelled by the sender"),
                   isPause ? "run the same line again to go on" : "", isPause ? paused : cancelled);
   }
-  return Distribution::decode(octets, name_);
+  return Distribution::decode(octets, name());
 }
 
 sprig::StreamKey Source::key(const std::string &id, sprig::ConstTableView table) const {

@@ -21,7 +21,7 @@ public:
   sprig::StreamType type() const noexcept { return type_; }
   bool isChannel() const noexcept { return type_ == sprig::StreamType::network; }
   // As it was given, for messages.
-  const std::string &name() const noexcept { return name_; }
+  std::string name() const;
 
   // Connects where it is a channel, and makes that the process's. Throws Failure.
   void open(int32_t session);

@@ -13,6 +13,7 @@
 
 #include "failure.h"
 #include "output.h"
+#include "receive/interrupt.h"
 
 namespace fs = std::filesystem;
 
@@ -86,14 +87,25 @@ void Target::lock() {
   if (error) {
     throw systemFailure(printable(name_), error.value());
   }
-  makeDirectory(directory_ + keptName, 0700);
-  makeDirectory(parts_, 0700);
-  const std::string path = directory_ + lockName;
-  lock_ = Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
-  check(lock_.get(), path);
-  if (flock(lock_.get(), LOCK_EX | LOCK_NB) == -1 || isGone(lock_.get())) {
+  for (int attempt = 0; attempt < 3 && !lock_; ++attempt) { // who ends takes the lock away
+    makeDirectory(directory_ + keptName, 0700);
+    tryToLock();
+  }
+  if (!lock_) {
     throw Failure(printable(name_) + ": another receive is at work there",
                   "wait for it, or receive into another directory");
+  }
+  makeDirectory(parts_, 0700);
+}
+
+void Target::tryToLock() {
+  const std::string path = directory_ + lockName;
+  Descriptor lock(open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+  if (!lock && errno != ENOENT) {
+    throw systemFailure(path);
+  }
+  if (lock && flock(lock.get(), LOCK_EX | LOCK_NB) == 0 && !isGone(lock.get())) {
+    lock_ = std::move(lock);
   }
 }
 
@@ -120,7 +132,10 @@ template <typename Visit> void Target::forEachFile(Visit visit) const {
 }
 
 void Target::scan() {
-  forEachFile([this](const TreeEntry &entry, size_t first) { scanFile(entry, first); });
+  forEachFile([this](const TreeEntry &entry, size_t first) {
+    InterruptHandler::endIfInterrupted();
+    scanFile(entry, first);
+  });
 }
 
 void Target::scanFile(const TreeEntry &entry, size_t first) {
@@ -135,7 +150,16 @@ void Target::scanFile(const TreeEntry &entry, size_t first) {
   }
 }
 
+// One that cannot be read is as good as none.
 bool Target::isInPlace(const TreeEntry &entry, size_t first) const {
+  try {
+    return matches(entry, first);
+  } catch (const Failure &) {
+    return false;
+  }
+}
+
+bool Target::matches(const TreeEntry &entry, size_t first) const {
   uint64_t size = 0;
   for (size_t segment = first; segment < first + entry.segmentCount; ++segment) {
     size += sizeOf(segment);
@@ -246,6 +270,10 @@ void Target::appendParts(const std::string &path, size_t first, uint32_t count) 
 void Target::placeLink(const TreeEntry &entry) const {
   const std::string made = parts_ + "/link";
   const std::string path = pathOf(entry);
+  std::error_code isNone;
+  if (fs::read_symlink(path, isNone) == entry.target && !isNone) {
+    return;
+  }
   fs::remove(made);
   check(symlink(entry.target.c_str(), made.c_str()), path);
   check(rename(made.c_str(), path.c_str()), path);

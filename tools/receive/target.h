@@ -56,10 +56,12 @@ private:
 
   void note(size_t segment, Segment now);
   void lock();
+  void tryToLock();
   void makeDirectories();
   void scanFile(const TreeEntry &entry, size_t first);
   void scanPart(size_t segment);
   bool isInPlace(const TreeEntry &entry, size_t first) const;
+  bool matches(const TreeEntry &entry, size_t first) const;
   void placeFile(const TreeEntry &entry, size_t first);
   void placeLink(const TreeEntry &entry) const;
   void appendParts(const std::string &path, size_t first, uint32_t count) const;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <iostream>
+#include <optional>
 #include <string_view>
 
 #include <sys/vfs.h>
@@ -18,16 +18,6 @@ using sprig::Command;
 using sprig::StreamType;
 
 constexpr int mostRounds = 3; // from the depot, from the channel, and once more
-
-struct Interrupted : Failure {
-  Interrupted() : Failure("interrupted", {}, interrupted) {}
-};
-
-void endIfInterrupted() {
-  if (InterruptHandler::isInterrupted()) {
-    throw Interrupted();
-  }
-}
 
 bool isOnCd(const std::string &path) {
   constexpr auto iso9660 = 0x9660;
@@ -99,15 +89,18 @@ Command Transfer::readRound() {
   for (const size_t segment : discarded_) {
     depot_.discard(distribution_.table[segment]);
   }
-  discarded_.clear();
+  if (!discarded_.empty()) {
+    discarded_.clear();
+    giveUpDepot({});
+  }
   return command;
 }
 
 // A stream looks into the depot for one segment after the other, until one is not there.
 std::vector<size_t> Transfer::order() {
-  const std::vector<bool> isInDepot = source_.isChannel()
-                                          ? depot_.lookUp(distribution_.table)
-                                          : std::vector<bool>(distribution_.table.size());
+  const bool isAsked = source_.isChannel() && !isWithoutDepot_;
+  const std::vector<bool> isInDepot =
+      isAsked ? depot_.lookUp(distribution_.table) : std::vector<bool>(distribution_.table.size());
   std::vector<size_t> order(distribution_.table.size());
   for (size_t i = 0; i < order.size(); ++i) {
     order[i] = i;
@@ -118,7 +111,7 @@ std::vector<size_t> Transfer::order() {
     };
     return rank(a) < rank(b);
   });
-  if (source_.isChannel() && depot_.isUsable() && refusals_.empty()) {
+  if (isAsked && depot_.isUsable()) {
     const auto found = static_cast<uint64_t>(std::count(isInDepot.begin(), isInDepot.end(), true));
     shareOf(shares_, Origin::depot).passedOver =
         "it has " + std::to_string(found) + " of " + counted(isInDepot.size(), "segment");
@@ -158,14 +151,27 @@ Command Transfer::readFiles(sprig::Stream &stream) {
   }
   const StreamType type = stream.type();
   for (;;) {
-    endIfInterrupted();
+    InterruptHandler::endIfInterrupted();
     if (const Command command = polled(type); command != Command::none) {
       return command;
     }
-    const sprig::Piece piece = stream.read();
+    sprig::Piece piece(sprig::Piece::Kind::end);
+    try {
+      piece = stream.read();
+    } catch (const sprig::Error &error) {
+      if (type != StreamType::depot || InterruptHandler::isInterrupted()) {
+        throw;
+      }
+      giveUpDepot(error.what());
+      return Command::none;
+    }
     if (piece.is_data()) {
       const std::string path(stream.file());
-      const size_t segment = segments.at(path);
+      const auto found = segments.find(path);
+      if (found == segments.end()) {
+        throw Failure(printable(path) + ": a file that was not asked for");
+      }
+      const size_t segment = found->second;
       if (target_.isVerified(segment)) {
         continue;
       }
@@ -207,7 +213,7 @@ Command Transfer::readNetwork(sprig::Stream &stream) {
   }
   size_t next = 0;
   for (;;) {
-    endIfInterrupted();
+    InterruptHandler::endIfInterrupted();
     const sprig::Piece piece = stream.read();
     if (piece.kind() == sprig::Piece::Kind::command) {
       return piece.command();
@@ -229,23 +235,40 @@ Command Transfer::readNetwork(sprig::Stream &stream) {
   }
 }
 
+// What the depot's file cannot give is missing, and then refused.
 void Transfer::copyFromDepot(size_t segment, const std::string &path) {
-  begin(segment, Origin::depot);
-  try {
-    InputFile file(path);
-    file.seek(target_.have(segment));
-    std::array<char, 65536> buffer;
-    while (const size_t count = part_ ? file.read(buffer.data(), buffer.size()) : 0) {
-      endIfInterrupted();
-      take({buffer.data(), count});
+  std::optional<InputFile> file;
+  std::string failure;
+  std::array<char, 65536> buffer;
+  const auto read = [&]() -> size_t {
+    try {
+      if (!file) {
+        file.emplace(path);
+        file->seek(target_.have(segment));
+      }
+      return file->read(buffer.data(), buffer.size());
+    } catch (const Failure &reading) {
+      failure = reading.what();
+      return 0;
     }
-  } catch (const Interrupted &) {
-    throw;
-  } catch (const Failure &failure) {
-    refuse(segment, Origin::depot, failure.what());
-    part_.reset();
+  };
+  begin(segment, Origin::depot);
+  while (const size_t count = part_ ? read() : 0) {
+    InterruptHandler::endIfInterrupted();
+    take({buffer.data(), count});
   }
-  finish();
+  finish(failure);
+}
+
+// The sender has everything.
+void Transfer::giveUpDepot(const std::string &why) {
+  isWithoutDepot_ = true;
+  DepotUse::hideFromStreams();
+  part_.reset();
+  if (!why.empty()) {
+    warn("depot: " + why);
+    shareOf(shares_, Origin::depot).passedOver = why;
+  }
 }
 
 void Transfer::begin(size_t segment, Origin origin) {
@@ -264,7 +287,7 @@ std::string_view Transfer::take(std::string_view bytes) {
   return bytes.substr(taken.size());
 }
 
-void Transfer::finish() {
+void Transfer::finish(const std::string &failure) {
   if (!part_) {
     return;
   }
@@ -272,7 +295,7 @@ void Transfer::finish() {
   const size_t segment = part->segment();
   const uint64_t brought = target_.have(segment) - fromHere_[segment];
   if (const auto reason = part->finish()) {
-    refuse(segment, partOrigin_, *reason);
+    refuse(segment, partOrigin_, failure.empty() ? *reason : failure);
     return;
   }
   Share &share = shareOf(shares_, partOrigin_);
@@ -280,25 +303,28 @@ void Transfer::finish() {
   share.segments += 1;
 }
 
+bool Transfer::isRefused(size_t segment, Origin origin) const {
+  return std::any_of(refusals_.begin(), refusals_.end(), [&](const Refusal &refusal) {
+    return refusal.segment == segment && refusal.origin == origin;
+  });
+}
+
 void Transfer::refuse(size_t segment, Origin origin, const std::string &reason) {
   shareOf(shares_, Origin::here).bytes -= fromHere_[segment];
   fromHere_[segment] = 0;
-  refusals_.push_back({segment, origin, reason});
   if (origin == Origin::depot) {
     discarded_.push_back(segment);
   }
-  std::cerr << "warning: " << printable(sprig::ConstSegmentView(distribution_.table[segment]).id())
-            << ": refused: from the " << originNames[static_cast<size_t>(origin)] << ": "
-            << printable(reason) << '\n';
+  if (!isRefused(segment, origin)) { // the same again needs not be told
+    refusals_.push_back({segment, origin, reason});
+    warn(std::string(sprig::ConstSegmentView(distribution_.table[segment]).id()) +
+         ": refused: from the " + originNames[static_cast<size_t>(origin)] + ": " + reason);
+  }
 }
 
 void Transfer::refuseWhatIsMissing(Origin origin) {
   for (size_t segment = 0; segment < distribution_.table.size(); ++segment) {
-    const bool isTold =
-        std::any_of(refusals_.begin(), refusals_.end(), [&](const Refusal &refusal) {
-          return refusal.segment == segment && refusal.origin == origin;
-        });
-    if (!target_.isVerified(segment) && !isTold) {
+    if (!target_.isVerified(segment) && !isRefused(segment, origin)) {
       refusals_.push_back({segment, origin, "it has not come"});
     }
   }

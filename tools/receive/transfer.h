@@ -52,7 +52,10 @@ private:
   void begin(size_t segment, Origin origin);
   // Takes what the current segment still misses of the bytes, and returns the rest.
   std::string_view take(std::string_view bytes);
-  void finish();
+  // Ends the current segment. `failure` is why it is not whole, where that is known.
+  void finish(const std::string &failure = {});
+  void giveUpDepot(const std::string &why);
+  bool isRefused(size_t segment, Origin origin) const;
   void refuse(size_t segment, Origin origin, const std::string &reason);
   void refuseWhatIsMissing(Origin origin);
   Origin originOf(sprig::StreamType type, const std::string &path) const;
@@ -68,6 +71,7 @@ private:
   std::vector<uint64_t> fromHere_; // of each segment
   std::vector<size_t> order_;      // of the segments in the stream's table
   std::vector<size_t> discarded_;
+  bool isWithoutDepot_ = false; // once it had something wrong
   std::unique_ptr<Part> part_;
   Origin partOrigin_ = Origin::channel;
 };

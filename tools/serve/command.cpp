@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "distribution.h"
+#include "json_line.h"
 #include "output.h"
 #include "serve/commands.h"
 #include "subcommand.h"
@@ -38,7 +39,7 @@ int give(const CommandKind &kind, const CommandOptions &options) {
   if (options.isJson) {
     const nlohmann::ordered_json result{
         {"distribution", options.id}, {"command", kind.name}, {"receivers", receivers}};
-    std::cout << result << '\n';
+    std::cout << jsonLine(result);
   } else {
     std::cout << kind.past << ' ' << options.id << ": "
               << counted(static_cast<uint64_t>(receivers), "receiver") << " told\n";

@@ -1,11 +1,11 @@
 #include "serve/commands.h"
 
 #include <cerrno>
-#include <iostream>
 
 #include "connection.h"
 #include "failure.h"
 #include "home.h"
+#include "output.h"
 
 namespace tool {
 namespace {
@@ -40,14 +40,13 @@ CommandSocket::CommandSocket(const std::string &distributionId) {
   try {
     listener_.emplace(commandAddress(distributionId));
   } catch (const Failure &failure) {
-    std::cerr << "warning: " << distributionId
-              << ": this sender cannot be paused or cancelled: " << failure.what() << std::endl;
+    warn(distributionId + ": this sender cannot be paused or cancelled: " + failure.what());
   }
 }
 
 void CommandSocket::take(const std::function<int32_t(sprig::Command)> &carryOut) const {
+  const Connection connection(listener_->accept(), anySession);
   try {
-    const Connection connection(listener_->accept(), anySession);
     const std::optional<Message> message = connection.receive(longestWait);
     if (isCommand(message)) {
       const auto command = static_cast<sprig::Command>(message->bytes()[0]);

@@ -23,6 +23,7 @@ public:
   // Can be read from when a command is waiting; -1 where none can come.
   int get() const noexcept { return listener_ ? listener_->get() : -1; }
   // Takes one and answers how many receivers `carryOut` says that it has reached.
+  // Throws Failure where the connection cannot be had.
   void take(const std::function<int32_t(sprig::Command)> &carryOut) const;
 
 private:

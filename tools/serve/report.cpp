@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "address.h"
+#include "json_line.h"
 #include "output.h"
 
 namespace tool {
@@ -30,9 +31,7 @@ constexpr std::array<Ending, 7> endings{{{"complete", ""},
 
 const Ending &endingOf(const Account &account) { return endings[static_cast<size_t>(account.end)]; }
 
-void print(const Json &line) {
-  std::cout << line.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
-}
+void print(const Json &line) { std::cout << jsonLine(line) << std::flush; }
 
 std::string wholeOf(const Account &account) {
   if (account.wanted == 0 && account.held == 0) {

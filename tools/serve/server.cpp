@@ -19,6 +19,8 @@ namespace {
 
 // How long receivers are waited for that do not take the command to cancel.
 constexpr std::chrono::seconds cancelPatience{3};
+// How long nobody is let in when the system lacks something for it.
+constexpr std::chrono::seconds rest{1};
 
 std::optional<Listener> listenerAt(const std::string &address) {
   return address == standardAddress ? std::nullopt : std::make_optional<Listener>(address);
@@ -66,22 +68,27 @@ bool Server::isOver() const {
 }
 
 bool Server::mayAdmit() const {
-  return listener_ && !cancelEnd_ && receivers_.size() < options_.receivers &&
+  return listener_ && !cancelEnd_ && !restEnd_ && receivers_.size() < options_.receivers &&
          (options_.count == 0 || admitted_ < options_.count);
 }
 
 // In milliseconds, as poll() takes it.
 int Server::patience() const {
-  if (!cancelEnd_) {
+  if (!cancelEnd_ && !restEnd_) {
     return -1;
   }
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(*cancelEnd_ - Clock::now());
+  constexpr auto never = Clock::time_point::max();
+  const auto end = std::min(cancelEnd_.value_or(never), restEnd_.value_or(never));
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
   return static_cast<int>(std::max<std::chrono::milliseconds::rep>(0, left.count()));
 }
 
 void Server::await() {
+  if (restEnd_ && Clock::now() >= *restEnd_) {
+    restEnd_.reset();
+  }
   std::array<pollfd, 3> ready{{{signals_.get(), POLLIN, 0},
-                               {commands_.get(), POLLIN, 0},
+                               {restEnd_ ? -1 : commands_.get(), POLLIN, 0},
                                {mayAdmit() ? listener_->get() : -1, POLLIN, 0}}};
   if (poll(ready.data(), ready.size(), patience()) == -1) {
     if (errno != EINTR) {
@@ -93,10 +100,25 @@ void Server::await() {
     takeSignals();
   }
   if (ready[1].revents != 0) {
-    commands_.take([this](sprig::Command command) { return carryOut(command); });
+    attempt(
+        [this] { commands_.take([this](sprig::Command command) { return carryOut(command); }); });
   }
   if (ready[2].revents != 0 && mayAdmit()) {
-    admit(Connection(listener_->accept(), options_.session));
+    attempt([this] { admit(Connection(listener_->accept(), options_.session)); });
+  }
+}
+
+// Where descriptors or memory are short, they may not be later: those who are served go on, and
+// those who come wait. A single warning tells of it.
+void Server::attempt(const std::function<void()> &work) {
+  try {
+    work();
+    isShort_ = false;
+  } catch (const std::exception &failure) {
+    restEnd_ = Clock::now() + rest;
+    if (!std::exchange(isShort_, true)) {
+      warn(failure.what());
+    }
   }
 }
 
@@ -108,7 +130,8 @@ void Server::takeSignals() {
 }
 
 void Server::admit(const Connection &connection) {
-  receivers_.push_back({++admitted_, connection.peer(), -1, false, SharedAccount()});
+  receivers_.push_back({admitted_ + 1, connection.peer(), -1, false, SharedAccount()});
+  ++admitted_;
   Receiver &receiver = receivers_.back();
   receiver.process = fork();
   if (receiver.process == 0) {
@@ -153,6 +176,7 @@ void Server::farewell(Place receiver, int status) {
   report_.receiver(receiver->number, receiver->peer, *receiver->account);
   receivers_.erase(receiver);
   ++gone_;
+  restEnd_.reset(); // it has left room
 }
 
 void Server::farewellToThoseGone() {

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <optional>
 #include <string>
@@ -58,6 +59,7 @@ private:
   void await();
   void takeSignals();
 
+  void attempt(const std::function<void()> &work);
   void admit(const Connection &connection);
   [[noreturn]] void serve(const Connection &connection, Account &account) const noexcept;
   int32_t carryOut(sprig::Command command);
@@ -78,6 +80,8 @@ private:
   uint64_t gone_ = 0;
   bool isStopped_ = false;
   std::optional<Clock::time_point> cancelEnd_; // by when a cancelled distribution ends
+  std::optional<Clock::time_point> restEnd_;   // until when nobody who comes is let in
+  bool isShort_ = false;                       // of what it needs for those who come
 };
 
 } // namespace tool

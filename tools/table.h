@@ -1,6 +1,6 @@
 // Rows whose columns stand below each other.
-#ifndef SPRIG_TOOLS_DEPOT_TABLE_H
-#define SPRIG_TOOLS_DEPOT_TABLE_H
+#ifndef SPRIG_TOOLS_TABLE_H
+#define SPRIG_TOOLS_TABLE_H
 
 #include <string>
 #include <vector>
@@ -20,7 +20,9 @@ public:
 
   // A row has a value for each column.
   void add(std::vector<std::string> row);
-  // The titles and the rows, a line each, two blanks between columns.
+  // The titles and the rows, two blanks between columns.
+  std::vector<std::string> lines() const;
+  // The same, with newlines.
   std::string text() const;
 
 private:

@@ -1,4 +1,4 @@
-#include "depot/table.h"
+#include "table.h"
 
 #include <algorithm>
 
@@ -29,10 +29,18 @@ void Table::add(std::vector<std::string> row) {
   rows_.push_back(std::move(row));
 }
 
+std::vector<std::string> Table::lines() const {
+  std::vector<std::string> lines;
+  for (const auto &row : rows_) {
+    lines.push_back(line(row));
+  }
+  return lines;
+}
+
 std::string Table::text() const {
   std::string text;
-  for (const auto &row : rows_) {
-    text += line(row);
+  for (const std::string &line : lines()) {
+    text += line + '\n';
   }
   return text;
 }
@@ -45,7 +53,7 @@ std::string Table::line(const std::vector<std::string> &row) const {
     text += columns_[i].align == Align::left ? row[i] + blanks : blanks + row[i];
   }
   text.erase(text.find_last_not_of(' ') + 1);
-  return text + '\n';
+  return text;
 }
 
 } // namespace tool
