@@ -72,6 +72,9 @@ std::string commandAddress(const std::string &distributionId) {
 }
 
 std::string absolutePath(const std::string &path) {
+  if (path.empty()) {
+    throw Failure("an empty path", "name a file or a directory", wrongUsage);
+  }
   return fs::absolute(path).lexically_normal().string();
 }
 

@@ -21,6 +21,7 @@ std::string defaultDepot();
 std::string commandAddress(const std::string &distributionId);
 
 // A path from the root, without "." and "..": for what is used after a change of the directory.
+// Throws Failure, status wrongUsage, for an empty one.
 std::string absolutePath(const std::string &path);
 // An address with its path made absolute, where it has one.
 std::string absoluteAddress(const std::string &address);

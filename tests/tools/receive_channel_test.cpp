@@ -240,6 +240,8 @@ TEST_F(ReceiveOverChannel, AsksForWhatItNeeds) {
   EXPECT_EQ(test::sprig({"receive", "--into", "out"}),
             (Outcome{2, "", "--from is required\n" + help}));
   EXPECT_EQ(test::sprig(from("unix:x", {"--depot", "d", "--no-depot"})).status, 2);
+  EXPECT_EQ(test::sprig({"receive", "--from", "unix:x", "--into", ""}),
+            (Outcome{2, "", "sprig: an empty path\nhint: name a file or a directory\n"}));
   EXPECT_EQ(test::sprig(from("elsewhere")),
             (Outcome{2, "",
                      "sprig: --from \"elsewhere\": no source of this kind\n"
