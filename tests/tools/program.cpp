@@ -115,7 +115,7 @@ std::string RunningProgram::readLine() {
       return {};
     }
   }
-  const std::string line = pending_.substr(0, end);
+  std::string line = pending_.substr(0, end);
   pending_.erase(0, end + 1);
   return line;
 }

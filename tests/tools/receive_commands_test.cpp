@@ -144,7 +144,7 @@ TEST_F(ReceiveAtWork, NamesAStallBeforeItKnowsWhatItReceives) {
 
 TEST_F(ReceiveAtWork, IsToldAsFailedWhenItsDataStayWrong) {
   RunningProgram program(fromSender({"--no-depot"}));
-  sender.serve([](std::string_view id, std::string bytes) {
+  sender.serve([](std::string_view id, const std::string &bytes) {
     return id == "image" ? std::string(bytes.size(), 'x') : bytes;
   });
   const Outcome outcome = program.wait();
