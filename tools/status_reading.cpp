@@ -34,7 +34,7 @@ DistributionStatus read(const std::string &id) {
           stateOf(status),
           status.received_length().value_or(0),
           status.total_length(),
-          status.is_complete(),
+          status.is_done() && !status.has_failed(),
           status.has_failed() ? status.failure() : ""};
 }
 
@@ -102,7 +102,7 @@ std::string DistributionStatus::shownPercent() const {
   if (!total) {
     return "-";
   }
-  if (isComplete) {
+  if (isDone) { // before, what has arrived may still be refused
     return "100 %";
   }
   const auto all = static_cast<double>(std::max<uint64_t>(*total, 1));

@@ -17,7 +17,7 @@ struct DistributionStatus {
   std::string_view state; // "receiving", "paused", "failed", "closed", "complete", "done"
   uint64_t received = 0;
   std::optional<uint64_t> total; // nothing until the segments are known
-  bool isComplete = false;
+  bool isDone = false;
   std::string failure; // of a failed one; may be empty
 
   friend bool operator==(const DistributionStatus &, const DistributionStatus &) = default;

@@ -153,6 +153,7 @@ TEST_F(ReceiveAtWork, IsToldAsFailedWhenItsDataStayWrong) {
   EXPECT_EQ(outcome.errors.find(refusal), outcome.errors.rfind(refusal)) << "told once";
   const Outcome status = test::sprig({"status", "tree"});
   EXPECT_NE(status.output.find("failed"), std::string::npos) << status.output;
+  EXPECT_EQ(status.output.find("100 %"), std::string::npos) << status.output;
   EXPECT_NE(status.output.find("does not match what was packed: image"), std::string::npos)
       << status.output;
 }

